@@ -1,0 +1,18 @@
+// Symbol visibility for libkestal. The library is built with hidden visibility; every
+// public class and function is marked KESTAL_API so that exactly the documented API is exported.
+#pragma once
+
+#if defined(KESTAL_STATIC)
+#define KESTAL_API
+#elif defined(KESTAL_BUILDING)
+#define KESTAL_API __attribute__((visibility("default")))
+#else
+#define KESTAL_API __attribute__((visibility("default")))
+#endif
+
+/// C linkage for the allocation entry points, usable from C++ and C translation units.
+#ifdef __cplusplus
+#define KESTAL_EXTERN_C extern "C"
+#else
+#define KESTAL_EXTERN_C
+#endif
