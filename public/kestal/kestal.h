@@ -2,6 +2,19 @@
 #pragma once
 
 #include <kestal/KestalExport.h>
+
+// Memory
 #include <kestal/TMalloc.h>
+
+// Strings
 #include <kestal/TStringCore.h>
 #include <kestal/TStringManager.h>
+
+// Hashing
+#include <kestal/THash.h>
+#include <kestal/sha2.h>
+
+// System
+#include <kestal/CpuTime.h>
+#include <kestal/ResourceReporter.h>
+#include <kestal/TMath.h>

@@ -1,0 +1,277 @@
+// sha2: FIPS 180-4 vectors, every way of splitting a message, agreement with OpenSSL on random input
+// with and without the processor's SHA instructions, and the object's states and errors.
+#include <algorithm>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <kestal/detail/sha2Testing.h>
+#include <kestal/sha2.h>
+#include <openssl/evp.h>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr sha2::SHA_TYPE kAllTypes[] = {sha2::SHA_1, sha2::SHA_224, sha2::SHA_256, sha2::SHA_384,
+                                        sha2::SHA_512};
+
+std::size_t BlockSize(sha2::SHA_TYPE t) {
+    return t >= sha2::SHA_384 ? 128 : 64;
+}
+
+EVP_MD const* OpenSslDigest(sha2::SHA_TYPE t) {
+    switch (t) {
+    case sha2::SHA_1:
+        return EVP_sha1();
+    case sha2::SHA_224:
+        return EVP_sha224();
+    case sha2::SHA_256:
+        return EVP_sha256();
+    case sha2::SHA_384:
+        return EVP_sha384();
+    default:
+        return EVP_sha512();
+    }
+}
+
+std::string OpenSslHex(sha2::SHA_TYPE t, unsigned char const* data, std::size_t length) {
+    unsigned char md[EVP_MAX_MD_SIZE];
+    unsigned int mdLength = 0;
+    EXPECT_EQ(EVP_Digest(data, length, md, &mdLength, OpenSslDigest(t), nullptr), 1);
+    std::string hex;
+    for (unsigned i = 0; i < mdLength; ++i) {
+        hex += "0123456789abcdef"[md[i] >> 4];
+        hex += "0123456789abcdef"[md[i] & 15];
+    }
+    return hex;
+}
+
+std::vector<unsigned char> RandomBytes(std::size_t n, std::uint32_t seed) {
+    std::mt19937 rng(seed);
+    std::vector<unsigned char> v(n);
+    for (auto& c : v)
+        c = static_cast<unsigned char>(rng());
+    return v;
+}
+
+unsigned char const* Bytes(std::string const& s) {
+    return reinterpret_cast<unsigned char const*>(s.data());
+}
+
+std::string Digest(sha2::SHA_TYPE t, std::string const& s) {
+    sha2 h;
+    return h.GetHash(t, Bytes(s), s.size());
+}
+
+// Runs each test once on the portable transforms and once on the SHA instructions.
+class Sha2Transforms : public ::testing::TestWithParam<bool> {
+protected:
+    void SetUp() override {
+        if (GetParam() && !kestal::detail::Sha2HardwareAvailable()) GTEST_SKIP() << "no SHA extensions here";
+        m_previous = kestal::detail::SetSha2HardwareEnabledForTesting(GetParam());
+    }
+    void TearDown() override { kestal::detail::SetSha2HardwareEnabledForTesting(m_previous); }
+
+private:
+    bool m_previous = false;
+};
+
+} // namespace
+
+TEST_P(Sha2Transforms, MatchesFips180Vectors) {
+    std::string const two32 = "abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq";
+    std::string const two64 =
+        "abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmno"
+        "pqrsmnopqrstnopqrstu";
+    struct Vector {
+        sha2::SHA_TYPE type;
+        std::string empty, abc, twoBlock, millionA;
+    };
+    Vector const vectors[] = {
+        {sha2::SHA_1, "da39a3ee5e6b4b0d3255bfef95601890afd80709", "a9993e364706816aba3e25717850c26c9cd0d89d",
+         "84983e441c3bd26ebaae4aa1f95129e5e54670f1", "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
+        {sha2::SHA_224, "d14a028c2a3a2bc9476102bb288234c415a2b01f828ea62ac5b3e42f",
+         "23097d223405d8228642a477bda255b32aadbce4bda0b3f7e36c9da7",
+         "75388b16512776cc5dba5da1fd890150b0c6455cb4f58b1952522525",
+         "20794655980c91d8bbb4c1ea97618a4bf03f42581948b2ee4ee7ad67"},
+        {sha2::SHA_256, "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855",
+         "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad",
+         "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1",
+         "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0"},
+        {sha2::SHA_384,
+         "38b060a751ac96384cd9327eb1b1e36a21fdb71114be07434c0cc7bf63f6e1da274edebfe76f65fbd51ad2f14898b95b",
+         "cb00753f45a35e8bb5a03d699ac65007272c32ab0eded1631a8b605a43ff5bed8086072ba1e7cc2358baeca134c825a7",
+         "09330c33f71147e83d192fc782cd1b4753111b173b3b05d22fa08086e3b0f712fcc7c71a557e2db966c3e9fa91746039",
+         "9d0e1809716474cb086e834e310a4a1ced149e9c00f248527972cec5704c2a5b07b8b3dc38ecc4ebae97ddd87f3d8985"},
+        {sha2::SHA_512,
+         "cf83e1357eefb8bdf1542850d66d8007d620e4050b5715dc83f4a921d36ce9ce47d0d13c5d85f2b0ff8318d2877eec2f63b"
+         "931bd47"
+         "417a81a538327af927da3e",
+         "ddaf35a193617abacc417349ae20413112e6fa4e89a97ea20a9eeee64b55d39a2192992a274fc1a836ba3c23a3feebbd454"
+         "d4423643c"
+         "e80e2a9ac94fa54ca49f",
+         "8e959b75dae313da8cf4f72814fc143f8f7779c6eb9f7fa17299aeadb6889018501d289e4900f7e4331b99dec4b5433ac7d"
+         "329eeb6dd"
+         "26545e96e55b874be909",
+         "e718483d0ce769644e2e42c7bc15b4638e1f98b13b2044285632a803afa973ebde0ff244877ea60a4cb0432ce577c31beb0"
+         "09c5c2c49"
+         "aa2e4eadb217ad8cc09b"},
+    };
+    std::string const millionA(1000000, 'a');
+    for (auto const& v : vectors) {
+        SCOPED_TRACE(v.type);
+        sha2 h;
+        h.Init(v.type);
+        h.End(); // End right after Init is the empty message
+        EXPECT_EQ(h.StringHash(), v.empty);
+        EXPECT_EQ(Digest(v.type, "abc"), v.abc);
+        EXPECT_EQ(Digest(v.type, v.type >= sha2::SHA_384 ? two64 : two32), v.twoBlock);
+        EXPECT_EQ(Digest(v.type, millionA), v.millionA);
+        // The same million bytes in pieces that never line up with a block.
+        h.Init(v.type);
+        for (std::size_t at = 0; at < millionA.size(); at += 997)
+            h.Update(Bytes(millionA) + at, std::min<std::size_t>(997, millionA.size() - at));
+        h.End();
+        EXPECT_EQ(h.StringHash(), v.millionA);
+    }
+}
+
+TEST_P(Sha2Transforms, AgreesWithOpenSslOnEveryLengthAroundThePadding) {
+    // Every length up to three blocks covers 55/56 and 111/112 (one or two padding blocks) and the
+    // lengths that fill a block exactly; odd offsets make every read unaligned.
+    auto const data = RandomBytes(3 * 128 + 8, 1);
+    for (auto t : kAllTypes) {
+        for (std::size_t len = 0; len <= 3 * BlockSize(t); ++len) {
+            std::size_t const offset = len % 8;
+            sha2 h;
+            EXPECT_EQ(h.GetHash(t, data.data() + offset, len), OpenSslHex(t, data.data() + offset, len))
+                << "type " << t << " length " << len;
+        }
+    }
+}
+
+TEST_P(Sha2Transforms, AnySplitGivesTheSameDigest) {
+    auto const data = RandomBytes(5 * 128 + 77, 2);
+    for (auto t : kAllTypes) {
+        std::string const whole = OpenSslHex(t, data.data(), data.size());
+        // Fixed piece sizes from 1 to just over two blocks.
+        for (std::size_t piece = 1; piece <= 2 * BlockSize(t) + 1; ++piece) {
+            sha2 h;
+            h.Init(t);
+            for (std::size_t at = 0; at < data.size(); at += piece)
+                h.Update(data.data() + at, std::min(piece, data.size() - at));
+            h.End();
+            EXPECT_EQ(h.StringHash(), whole) << "type " << t << " piece " << piece;
+        }
+        // Random piece sizes, zero-length updates among them.
+        std::mt19937 rng(t);
+        for (int round = 0; round < 50; ++round) {
+            sha2 h;
+            h.Init(t);
+            for (std::size_t at = 0; at < data.size();) {
+                std::size_t const n = std::min<std::size_t>(rng() % (3 * BlockSize(t)), data.size() - at);
+                h.Update(data.data() + at, n);
+                at += n;
+            }
+            h.End();
+            EXPECT_EQ(h.StringHash(), whole) << "type " << t << " round " << round;
+        }
+    }
+}
+
+TEST_P(Sha2Transforms, AgreesWithOpenSslOnRandomMessages) {
+    std::mt19937 rng(3);
+    for (int round = 0; round < 40; ++round) {
+        std::size_t const len = rng() % (round < 30 ? 4096 : 300000);
+        auto const data = RandomBytes(len, rng());
+        for (auto t : kAllTypes) {
+            sha2 h;
+            EXPECT_EQ(h.GetHash(t, data.data(), len), OpenSslHex(t, data.data(), len))
+                << "type " << t << " length " << len;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sha2, Sha2Transforms, ::testing::Values(false, true),
+                         [](auto const& info) { return info.param ? "ShaExtensions" : "Portable"; });
+
+TEST(sha2, DigestFormsAgree) {
+    auto const data = RandomBytes(1000, 4);
+    int const expectedLength[] = {0, 20, 28, 32, 48, 64};
+    for (auto t : kAllTypes) {
+        sha2 h;
+        std::string const& hex = h.GetHash(t, data.data(), data.size());
+        int length = -1;
+        unsigned char const* raw = h.RawHash(length);
+        ASSERT_EQ(length, expectedLength[t]);
+        EXPECT_EQ(hex.size(), 2u * length);
+        EXPECT_EQ(std::string(h.HexHash()), hex);
+        EXPECT_EQ(&h.StringHash(), &hex);
+        EXPECT_TRUE(std::all_of(hex.begin(), hex.end(),
+                                [](char c) { return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f'); }));
+        for (int i = 0; i < length; ++i)
+            EXPECT_EQ(std::stoi(hex.substr(2 * i, 2), nullptr, 16), raw[i]);
+    }
+}
+
+TEST(sha2, ReuseStartsAfresh) {
+    sha2 h;
+    h.GetHash(sha2::SHA_512, Bytes("first message"), 13);
+    EXPECT_EQ(h.GetHash(sha2::SHA_1, Bytes("abc"), 3), Digest(sha2::SHA_1, "abc"));
+    h.Init(sha2::SHA_256);
+    h.Update(Bytes("ab"), 2);
+    h.Update(Bytes("c"), 1);
+    h.End();
+    EXPECT_EQ(h.StringHash(), Digest(sha2::SHA_256, "abc"));
+}
+
+TEST(sha2, ReadingBeforeEndRaises) {
+    auto expectUnfinished = [](sha2 const& h) {
+        int length = 0;
+        for (auto read : {0, 1, 2}) {
+            try {
+                if (read == 0) h.HexHash();
+                if (read == 1) h.StringHash();
+                if (read == 2) h.RawHash(length);
+                ADD_FAILURE() << "no exception from reader " << read;
+            } catch (std::runtime_error const& e) {
+                EXPECT_STREQ(e.what(), "Unfinished execution!");
+            }
+        }
+    };
+    sha2 fresh;
+    expectUnfinished(fresh);
+    sha2 h;
+    h.GetHash(sha2::SHA_256, Bytes("abc"), 3);
+    h.Init(sha2::SHA_256); // an earlier digest exists, but Init makes it unreadable
+    expectUnfinished(h);
+    h.Update(Bytes("abc"), 3);
+    expectUnfinished(h);
+}
+
+TEST(sha2, InvalidTypeRaises) {
+    auto expectInvalid = [](auto&& call) {
+        try {
+            call();
+            ADD_FAILURE() << "no exception";
+        } catch (std::runtime_error const& e) {
+            EXPECT_STREQ(e.what(), "Invalid SHA_TYPE type!");
+        }
+    };
+    for (int bad : {0, 6, -1}) {
+        auto const type = static_cast<sha2::SHA_TYPE>(bad);
+        sha2 h;
+        expectInvalid([&] { h.Init(type); });
+        expectInvalid([&] { h.Update(Bytes("abc"), 3); });
+        expectInvalid([&] { h.End(); });
+        sha2 g;
+        g.GetHash(sha2::SHA_1, Bytes("abc"), 3);
+        expectInvalid([&] { g.GetHash(type, Bytes("abc"), 3); });
+        // The bad type was stored and the object left unfinished.
+        expectInvalid([&] { g.Update(Bytes("abc"), 3); });
+        EXPECT_THROW(g.HexHash(), std::runtime_error);
+    }
+    sha2 fresh; // a new object has no type until Init
+    expectInvalid([&] { fresh.Update(Bytes("abc"), 3); });
+}
