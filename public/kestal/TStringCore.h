@@ -1,360 +1,288 @@
-// TStringCore: the library's string value. UTF-16 text with copy on write over
-// TStringManager; 14 code units live inline, longer text is shared by reference
-// count until a write. Sizes, positions and counts are signed 32-bit code-unit
-// counts; a negative length argument means "zero-terminated". Editing by a bad
-// position is a silent no-op, never an error; only element access raises range
-// errors. Comparisons run in code-unit order and stop at the first zero unit,
-// as zero-terminated text does. Most operations work on code units and may
-// split surrogate pairs.
+// TStringCore: the library's string value. UTF-16 text with copy on write over TStringManager;
+// 14 code units live inline, longer text is shared by reference count until a write. Sizes,
+// positions and counts are signed 32-bit code-unit counts; a negative length argument means
+// "zero-terminated". Editing by a bad position is a silent no-op, never an error; only element
+// access raises range errors. Comparisons run in code-unit order and stop at the first zero unit,
+// as zero-terminated text does. Most operations work on code units and may split surrogate pairs.
 #pragma once
 
+#include <iterator>
 #include <kestal/KestalExport.h>
 #include <kestal/TStringManager.h>
-
-#include <iterator>
 #include <string_view>
 
 class KESTAL_API TStringCore : public TStringManager {
 public:
-  class Exception;
-  class CapacityException;
-  class OutOfMemoryException;
+    class Exception;
+    class CapacityException;
+    class OutOfMemoryException;
 
-  /// Case mode of comparisons and searches; only CaseSensitive (1) is tested
-  /// for, any other value folds case.
-  enum CaseSensitivity : int { CaseInsensitive = 0, CaseSensitive = 1 };
+    /// Case mode of comparisons and searches; only CaseSensitive (1) is tested for, any other
+    /// value folds case.
+    enum CaseSensitivity : int { CaseInsensitive = 0, CaseSensitive = 1 };
 
-  using iterator = char16_t *;
-  using const_iterator = char16_t const *;
-  using reverse_iterator = std::reverse_iterator<char16_t *>;
-  using const_reverse_iterator = std::reverse_iterator<char16_t const *>;
+    using iterator = char16_t*;
+    using const_iterator = char16_t const*;
+    using reverse_iterator = std::reverse_iterator<char16_t*>;
+    using const_reverse_iterator = std::reverse_iterator<char16_t const*>;
 
-  // ---- Construction and measurement
-  // -------------------------------------------------------
+    // ---- Construction and measurement -------------------------------------------------------
 
-  TStringCore() noexcept = default;
-  TStringCore(TStringCore const &) noexcept = default;
-  TStringCore(TStringCore &&) noexcept = default;
-  TStringCore &operator=(TStringCore const &) noexcept = default;
-  TStringCore &operator=(TStringCore &&) noexcept = default;
-  ~TStringCore() = default;
+    TStringCore() noexcept = default;
+    TStringCore(TStringCore const&) noexcept = default;
+    TStringCore(TStringCore&&) noexcept = default;
+    TStringCore& operator=(TStringCore const&) noexcept = default;
+    TStringCore& operator=(TStringCore&&) noexcept = default;
+    ~TStringCore() = default;
 
-  /// Copies `length` units of `text` (negative: up to its first zero unit),
-  /// embedded zeros included. A null text or a zero length gives the empty
-  /// string. Raises CapacityException when the text is 0x7FFFFFF8 units or
-  /// longer.
-  TStringCore(char16_t const *text, int length = -1);
+    /// Copies `length` units of `text` (negative: up to its first zero unit), embedded zeros
+    /// included. A null text or a zero length gives the empty string. Raises CapacityException
+    /// when the text is 0x7FFFFFF8 units or longer.
+    TStringCore(char16_t const* text, int length = -1);
 
-  /// Zero-terminated length of `text` in code units; 0 for null. Raises
-  /// CapacityException at 0x7FFFFFF8 units.
-  static int length(char16_t const *text);
-  /// Twice length(text).
-  static int lengthInBytes(char16_t const *text) { return 2 * length(text); }
+    /// Zero-terminated length of `text` in code units; 0 for null. Raises CapacityException at
+    /// 0x7FFFFFF8 units.
+    static int length(char16_t const* text);
+    /// Twice length(text).
+    static int lengthInBytes(char16_t const* text) { return 2 * length(text); }
 
-  /// True for the empty string.
-  bool isEmpty() const noexcept { return size() == 0; }
-  /// Sets the size (negative: 0), as TStringManager::resize; returns the
-  /// writable text.
-  char16_t *resize(int size) {
-    return TStringManager::resize(size < 0 ? 0 : size);
-  }
-  /// Grows the capacity to at least size + 1 units (policy ToSize).
-  void reserve(int size) { changeCapacity(size, ToSize); }
-  /// Empty, inline, block released.
-  void clear() noexcept { reset(); }
+    /// True for the empty string.
+    bool isEmpty() const noexcept { return size() == 0; }
+    /// Sets the size (negative: 0), as TStringManager::resize; returns the writable text.
+    char16_t* resize(int size) { return TStringManager::resize(size < 0 ? 0 : size); }
+    /// Grows the capacity to at least size + 1 units (policy ToSize).
+    void reserve(int size) { changeCapacity(size, ToSize); }
+    /// Empty, inline, block released.
+    void clear() noexcept { reset(); }
 
-  // ---- Element access
-  // ---------------------------------------------------------------------
-  // Positions up to and including size() are valid; size() is the terminator.
-  // Beyond that the operators raise Exception. Non-const forms detach a shared
-  // string.
+    // ---- Element access ---------------------------------------------------------------------
+    // Positions up to and including size() are valid; size() is the terminator. Beyond that the
+    // operators raise Exception. Non-const forms detach a shared string.
 
-  char16_t &operator[](int index);
-  char16_t operator[](int index) const;
-  char16_t &operator[](unsigned long index);
-  char16_t operator[](unsigned long index) const;
-  char16_t at(int index) const;
+    char16_t& operator[](int index);
+    char16_t operator[](int index) const;
+    char16_t& operator[](unsigned long index);
+    char16_t operator[](unsigned long index) const;
+    char16_t at(int index) const;
 
-  // ---- Pointer and iterator access
-  // -------------------------------------------------------- The non-const
-  // forms detach a shared string even when used only for reading; a failure of
-  // that detach terminates the process. The const forms never detach.
+    // ---- Pointer and iterator access --------------------------------------------------------
+    // The non-const forms detach a shared string even when used only for reading; a failure of
+    // that detach terminates the process. The const forms never detach.
 
-  char16_t *data() noexcept;
-  char16_t const *data() const noexcept { return constData(); }
-  operator char16_t const *() const noexcept { return constData(); }
-  operator std::u16string_view() const noexcept {
-    return {constData(), static_cast<std::size_t>(size())};
-  }
+    char16_t* data() noexcept;
+    char16_t const* data() const noexcept { return constData(); }
+    operator char16_t const*() const noexcept { return constData(); }
+    operator std::u16string_view() const noexcept { return {constData(), static_cast<std::size_t>(size())}; }
 
-  iterator begin() noexcept { return data(); }
-  iterator end() noexcept { return data() + size(); }
-  const_iterator begin() const noexcept { return constData(); }
-  const_iterator end() const noexcept { return constData() + size(); }
-  const_iterator cbegin() const noexcept { return begin(); }
-  const_iterator cend() const noexcept { return end(); }
-  reverse_iterator rbegin() noexcept { return reverse_iterator(end()); }
-  reverse_iterator rend() noexcept { return reverse_iterator(begin()); }
-  const_reverse_iterator rbegin() const noexcept {
-    return const_reverse_iterator(end());
-  }
-  const_reverse_iterator rend() const noexcept {
-    return const_reverse_iterator(begin());
-  }
-  const_reverse_iterator crbegin() const noexcept { return rbegin(); }
-  const_reverse_iterator crend() const noexcept { return rend(); }
-  /// First and last unit. No check for the empty string: back() then addresses
-  /// the unit before the text.
-  char16_t &front() noexcept { return *data(); }
-  char16_t &back() noexcept { return *(end() - 1); }
-  char16_t const &front() const noexcept { return *constData(); }
-  char16_t const &back() const noexcept { return *(end() - 1); }
+    iterator begin() noexcept { return data(); }
+    iterator end() noexcept { return data() + size(); }
+    const_iterator begin() const noexcept { return constData(); }
+    const_iterator end() const noexcept { return constData() + size(); }
+    const_iterator cbegin() const noexcept { return begin(); }
+    const_iterator cend() const noexcept { return end(); }
+    reverse_iterator rbegin() noexcept { return reverse_iterator(end()); }
+    reverse_iterator rend() noexcept { return reverse_iterator(begin()); }
+    const_reverse_iterator rbegin() const noexcept { return const_reverse_iterator(end()); }
+    const_reverse_iterator rend() const noexcept { return const_reverse_iterator(begin()); }
+    const_reverse_iterator crbegin() const noexcept { return rbegin(); }
+    const_reverse_iterator crend() const noexcept { return rend(); }
+    /// First and last unit. No check for the empty string: back() then addresses the unit before the text.
+    char16_t& front() noexcept { return *data(); }
+    char16_t& back() noexcept { return *(end() - 1); }
+    char16_t const& front() const noexcept { return *constData(); }
+    char16_t const& back() const noexcept { return *(end() - 1); }
 
-  // ---- Comparison
-  // -------------------------------------------------------------------------
-  // Code-unit order (a surrogate sorts below U+E000), stopping at the first
-  // zero unit. Only == and != between two strings test sizes first. Case
-  // folding, where asked, is per unit: ASCII A-Z by table, the rest by ICU
-  // simple folding; a null pointer compares as the empty text.
+    // ---- Comparison -------------------------------------------------------------------------
+    // Code-unit order (a surrogate sorts below U+E000), stopping at the first zero unit. Only ==
+    // and != between two strings test sizes first. Case folding, where asked, is per unit: ASCII
+    // A-Z by table, the rest by ICU simple folding; a null pointer compares as the empty text.
 
-  bool operator==(TStringCore const &other) const noexcept;
-  bool operator!=(TStringCore const &other) const noexcept {
-    return !(*this == other);
-  }
-  bool operator<(TStringCore const &other) const noexcept {
-    return compare(other) < 0;
-  }
-  bool operator<=(TStringCore const &other) const noexcept {
-    return compare(other) <= 0;
-  }
-  bool operator>(TStringCore const &other) const noexcept {
-    return compare(other) > 0;
-  }
-  bool operator>=(TStringCore const &other) const noexcept {
-    return compare(other) >= 0;
-  }
-  bool operator==(char16_t const *text) const noexcept {
-    return compare(text) == 0;
-  }
-  bool operator!=(char16_t const *text) const noexcept {
-    return compare(text) != 0;
-  }
-  bool operator<(char16_t const *text) const noexcept {
-    return compare(text) < 0;
-  }
-  bool operator<=(char16_t const *text) const noexcept {
-    return compare(text) <= 0;
-  }
-  bool operator>(char16_t const *text) const noexcept {
-    return compare(text) > 0;
-  }
-  bool operator>=(char16_t const *text) const noexcept {
-    return compare(text) >= 0;
-  }
+    bool operator==(TStringCore const& other) const noexcept;
+    bool operator!=(TStringCore const& other) const noexcept { return !(*this == other); }
+    bool operator<(TStringCore const& other) const noexcept { return compare(other) < 0; }
+    bool operator<=(TStringCore const& other) const noexcept { return compare(other) <= 0; }
+    bool operator>(TStringCore const& other) const noexcept { return compare(other) > 0; }
+    bool operator>=(TStringCore const& other) const noexcept { return compare(other) >= 0; }
+    bool operator==(char16_t const* text) const noexcept { return compare(text) == 0; }
+    bool operator!=(char16_t const* text) const noexcept { return compare(text) != 0; }
+    bool operator<(char16_t const* text) const noexcept { return compare(text) < 0; }
+    bool operator<=(char16_t const* text) const noexcept { return compare(text) <= 0; }
+    bool operator>(char16_t const* text) const noexcept { return compare(text) > 0; }
+    bool operator>=(char16_t const* text) const noexcept { return compare(text) >= 0; }
 
-  /// -1, 0 or 1.
-  int compare(char16_t const *text,
-              CaseSensitivity cs = CaseSensitive) const noexcept;
-  /// -1, 0 or 1; no size test, so text followed by a zero unit and more equals
-  /// the text alone.
-  int compare(TStringCore const &other,
-              CaseSensitivity cs = CaseSensitive) const noexcept;
-  /// -1, 0 or 1 for two zero-terminated texts; the same pointer twice is equal.
-  static int compare(char16_t const *a, char16_t const *b,
-                     CaseSensitivity cs = CaseSensitive) noexcept;
-  /// As compare, over at most `n` units (negative: unlimited; 0: equal).
-  static int compareN(char16_t const *a, char16_t const *b, int n,
-                      CaseSensitivity cs = CaseSensitive) noexcept;
+    /// -1, 0 or 1.
+    int compare(char16_t const* text, CaseSensitivity cs = CaseSensitive) const noexcept;
+    /// -1, 0 or 1; no size test, so text followed by a zero unit and more equals the text alone.
+    int compare(TStringCore const& other, CaseSensitivity cs = CaseSensitive) const noexcept;
+    /// -1, 0 or 1 for two zero-terminated texts; the same pointer twice is equal.
+    static int compare(char16_t const* a, char16_t const* b, CaseSensitivity cs = CaseSensitive) noexcept;
+    /// As compare, over at most `n` units (negative: unlimited; 0: equal).
+    static int compareN(char16_t const* a, char16_t const* b, int n,
+                        CaseSensitivity cs = CaseSensitive) noexcept;
 
-  // ---- Appending, prepending, assigning
-  // --------------------------------------------------- All raise
-  // CapacityException when the result would reach 0x7FFFFFF8 units and
-  // OutOfMemoryException when allocation fails, leaving the string unchanged.
+    // ---- Appending, prepending, assigning ---------------------------------------------------
+    // All raise CapacityException when the result would reach 0x7FFFFFF8 units and
+    // OutOfMemoryException when allocation fails, leaving the string unchanged.
 
-  /// Appends one unit. Amortised constant time.
-  void push_back(char16_t unit) {
-    if (!appendInPlace(unit))
-      appendUnitSlow(unit);
-  }
-  /// Appends a copy of `other` (which may be this string); detaches a shared
-  /// string even when `other` is empty.
-  void push_back(TStringCore const &other) { append(other); }
-  TStringCore &append(char16_t unit) {
-    push_back(unit);
-    return *this;
-  }
-  /// Appends the byte widened without sign (no decoding).
-  TStringCore &append(char unit) {
-    return append(static_cast<char16_t>(static_cast<unsigned char>(unit)));
-  }
-  TStringCore &append(TStringCore const &other);
-  /// Appends `length` units of `text` (negative: zero-terminated). `text` may
-  /// point into this string, terminator included; it is read safely across the
-  /// reallocation.
-  TStringCore &append(char16_t const *text, int length = -1) {
-    return appendHandleSelf(text, length);
-  }
-  /// Appends `count` units from `pos` of this string (negative or too many: to
-  /// the end).
-  TStringCore &appendFromSelf(int pos, int count = -1);
+    /// Appends one unit. Amortised constant time.
+    void push_back(char16_t unit) {
+        if (!appendInPlace(unit)) appendUnitSlow(unit);
+    }
+    /// Appends a copy of `other` (which may be this string); detaches a shared string even when
+    /// `other` is empty.
+    void push_back(TStringCore const& other) { append(other); }
+    TStringCore& append(char16_t unit) {
+        push_back(unit);
+        return *this;
+    }
+    /// Appends the byte widened without sign (no decoding).
+    TStringCore& append(char unit) { return append(static_cast<char16_t>(static_cast<unsigned char>(unit))); }
+    TStringCore& append(TStringCore const& other);
+    /// Appends `length` units of `text` (negative: zero-terminated). `text` may point into this
+    /// string, terminator included; it is read safely across the reallocation.
+    TStringCore& append(char16_t const* text, int length = -1) { return appendHandleSelf(text, length); }
+    /// Appends `count` units from `pos` of this string (negative or too many: to the end).
+    TStringCore& appendFromSelf(int pos, int count = -1);
 
-  void push_front(char16_t unit) { prepend(unit); }
-  void push_front(TStringCore const &other) { prepend(other); }
-  TStringCore &prepend(char16_t unit);
-  TStringCore &prepend(TStringCore const &other) { return insert(0, other); }
-  TStringCore &prepend(char16_t const *text, int length = -1) {
-    return insert(0, text, length);
-  }
+    void push_front(char16_t unit) { prepend(unit); }
+    void push_front(TStringCore const& other) { prepend(other); }
+    TStringCore& prepend(char16_t unit);
+    TStringCore& prepend(TStringCore const& other) { return insert(0, other); }
+    TStringCore& prepend(char16_t const* text, int length = -1) { return insert(0, text, length); }
 
-  /// `count` copies of `unit` (the char form widens without sign); a negative
-  /// count changes nothing.
-  void assign(char unit, int count) {
-    assign(static_cast<char16_t>(static_cast<unsigned char>(unit)), count);
-  }
-  void assign(char16_t unit, int count);
-  /// Replaces the text by `length` units of `text` (negative: zero-terminated),
-  /// which may lie inside this string.
-  void assign(char16_t const *text, int length = -1) {
-    assignHandleSelf(text, length);
-  }
-  TStringCore &set(char16_t const *text, int length = -1) {
-    assignHandleSelf(text, length);
-    return *this;
-  }
+    /// `count` copies of `unit` (the char form widens without sign); a negative count changes nothing.
+    void assign(char unit, int count) {
+        assign(static_cast<char16_t>(static_cast<unsigned char>(unit)), count);
+    }
+    void assign(char16_t unit, int count);
+    /// Replaces the text by `length` units of `text` (negative: zero-terminated), which may lie
+    /// inside this string.
+    void assign(char16_t const* text, int length = -1) { assignHandleSelf(text, length); }
+    TStringCore& set(char16_t const* text, int length = -1) {
+        assignHandleSelf(text, length);
+        return *this;
+    }
 
-  // ---- Inserting, removing, replacing by position
-  // -----------------------------------------
+    // ---- Inserting, removing, replacing by position -----------------------------------------
 
-  /// Inserts one unit at `pos` (0..size); may split a surrogate pair.
-  TStringCore &insert(int pos, char16_t unit);
-  /// Inserts `length` units (negative: zero-terminated) at `pos`. Refuses a
-  /// position holding a low surrogate, so a pair is never split. Text inside
-  /// this string that lies at or behind `pos` is read after the shift.
-  TStringCore &insert(int pos, char16_t const *text, int length = -1);
-  TStringCore &insert(int pos, TStringCore const &other) {
-    return insert(pos, other.constData(), other.size());
-  }
-  /// Removes `count` units from `pos`; a negative pos removes pos + count from
-  /// the start; a count reaching the end cuts there.
-  TStringCore &removeAt(int pos, int count);
-  /// Drops `n` units from the end (all when n >= size).
-  void chop(int n);
-  /// Cuts to `n` units (negative: 0) when longer.
-  TStringCore &truncate(int n);
-  /// Cuts at the first zero unit inside the text, if any.
-  TStringCore &truncateAtFirstNull();
-  /// Replaces `count` units at `pos` by `length` units of `text` (negative:
-  /// zero-terminated).
-  TStringCore &replace(int pos, int count, char16_t const *text,
-                       int length = -1);
-  TStringCore &replace(int pos, int count, TStringCore const &other) {
-    return replace(pos, count, other.constData(), other.size());
-  }
-  /// Exchanges the texts; long strings swap blocks without copying text.
-  void swap(TStringCore &other) noexcept;
+    /// Inserts one unit at `pos` (0..size); may split a surrogate pair.
+    TStringCore& insert(int pos, char16_t unit);
+    /// Inserts `length` units (negative: zero-terminated) at `pos`. Refuses a position holding a
+    /// low surrogate, so a pair is never split. Text inside this string that lies at or behind
+    /// `pos` is read after the shift.
+    TStringCore& insert(int pos, char16_t const* text, int length = -1);
+    TStringCore& insert(int pos, TStringCore const& other) {
+        return insert(pos, other.constData(), other.size());
+    }
+    /// Removes `count` units from `pos`; a negative pos removes pos + count from the start;
+    /// a count reaching the end cuts there.
+    TStringCore& removeAt(int pos, int count);
+    /// Drops `n` units from the end (all when n >= size).
+    void chop(int n);
+    /// Cuts to `n` units (negative: 0) when longer.
+    TStringCore& truncate(int n);
+    /// Cuts at the first zero unit inside the text, if any.
+    TStringCore& truncateAtFirstNull();
+    /// Replaces `count` units at `pos` by `length` units of `text` (negative: zero-terminated).
+    TStringCore& replace(int pos, int count, char16_t const* text, int length = -1);
+    TStringCore& replace(int pos, int count, TStringCore const& other) {
+        return replace(pos, count, other.constData(), other.size());
+    }
+    /// Exchanges the texts; long strings swap blocks without copying text.
+    void swap(TStringCore& other) noexcept;
 
-  // ---- Substrings
-  // -------------------------------------------------------------------------
-  // A result that is the whole string shares its block.
+    // ---- Substrings -------------------------------------------------------------------------
+    // A result that is the whole string shares its block.
 
-  TStringCore left(int n) const;
-  TStringCore right(int n) const;
-  /// `n` units from `pos`; a negative n takes up to the first zero unit from
-  /// `pos`.
-  TStringCore mid(int pos, int n = -1) const;
+    TStringCore left(int n) const;
+    TStringCore right(int n) const;
+    /// `n` units from `pos`; a negative n takes up to the first zero unit from `pos`.
+    TStringCore mid(int pos, int n = -1) const;
 
 protected:
-  TStringCore &appendHandleSelf(char16_t const *text, int length);
-  void assignHandleSelf(char16_t const *text, int length);
+    TStringCore& appendHandleSelf(char16_t const* text, int length);
+    void assignHandleSelf(char16_t const* text, int length);
 
 private:
-  // Fast path of push_back: room in place and no other owner.
-  bool appendInPlace(char16_t unit) noexcept {
-    if (m_shortSize >= 0) {
-      if (m_shortSize >= InlineCapacity - 1)
-        return false;
-      m_inline[m_shortSize] = unit;
-      m_inline[++m_shortSize] = 0;
-      return true;
+    // Fast path of push_back: room in place and no other owner.
+    bool appendInPlace(char16_t unit) noexcept {
+        if (m_shortSize >= 0) {
+            if (m_shortSize >= InlineCapacity - 1) return false;
+            m_inline[m_shortSize] = unit;
+            m_inline[++m_shortSize] = 0;
+            return true;
+        }
+        TLongStringHeader* block = longBlock();
+        if (block->m_size + 1 >= block->m_capacity || block->isShared()) return false;
+        char16_t* text = block->text();
+        text[block->m_size] = unit;
+        text[++block->m_size] = 0;
+        return true;
     }
-    TLongStringHeader *block = longBlock();
-    if (block->m_size + 1 >= block->m_capacity || block->isShared())
-      return false;
-    char16_t *text = block->text();
-    text[block->m_size] = unit;
-    text[++block->m_size] = 0;
-    return true;
-  }
-  void appendUnitSlow(char16_t unit);
-  // resize(size() + count) with the sum checked in 64 bits; returns the
-  // writable text.
-  char16_t *grow(int count);
+    void appendUnitSlow(char16_t unit);
+    // resize(size() + count) with the sum checked in 64 bits; returns the writable text.
+    char16_t* grow(int count);
 };
 
-/// Root of the string layer's exceptions. Unrelated to the library's other
-/// exception hierarchy and to std::exception: handlers for those do not catch
-/// it.
+/// Root of the string layer's exceptions. Unrelated to the library's other exception
+/// hierarchy and to std::exception: handlers for those do not catch it.
 class KESTAL_API TStringCore::Exception {
 public:
-  /// Copies the message; null gives the empty message.
-  explicit Exception(char16_t const *message);
-  explicit Exception(TStringCore const &message) noexcept;
-  explicit Exception(TStringCore &&message) noexcept;
-  Exception(Exception const &) noexcept = default;
-  Exception(Exception &&) noexcept = default;
-  Exception &operator=(Exception const &) noexcept = default;
-  Exception &operator=(Exception &&) noexcept = default;
-  virtual ~Exception();
+    /// Copies the message; null gives the empty message.
+    explicit Exception(char16_t const* message);
+    explicit Exception(TStringCore const& message) noexcept;
+    explicit Exception(TStringCore&& message) noexcept;
+    Exception(Exception const&) noexcept = default;
+    Exception(Exception&&) noexcept = default;
+    Exception& operator=(Exception const&) noexcept = default;
+    Exception& operator=(Exception&&) noexcept = default;
+    virtual ~Exception();
 
-  /// A heap copy of the same class; the caller owns it.
-  virtual Exception *Clone() const;
-  /// Throws a copy of the same most-derived class.
-  [[noreturn]] virtual void Throw() const;
+    /// A heap copy of the same class; the caller owns it.
+    virtual Exception* Clone() const;
+    /// Throws a copy of the same most-derived class.
+    [[noreturn]] virtual void Throw() const;
 
-  /// The message, by value.
-  TStringCore GetConcatenatedMessages() const { return m_message; }
-  /// The message, by value.
-  TStringCore CollateMessagesForLog() const { return m_message; }
+    /// The message, by value.
+    TStringCore GetConcatenatedMessages() const { return m_message; }
+    /// The message, by value.
+    TStringCore CollateMessagesForLog() const { return m_message; }
 
 protected:
-  TStringCore m_message;
+    TStringCore m_message;
 };
 
-/// A size or capacity beyond 0x7FFFFFF7 / 0x7FFFFFF8: "String capacity
-/// overflow."
-class KESTAL_API TStringCore::CapacityException
-    : public TStringCore::Exception {
+/// A size or capacity beyond 0x7FFFFFF7 / 0x7FFFFFF8: "String capacity overflow."
+class KESTAL_API TStringCore::CapacityException : public TStringCore::Exception {
 public:
-  CapacityException();
-  ~CapacityException() override;
-  CapacityException *Clone() const override;
-  [[noreturn]] void Throw() const override;
+    CapacityException();
+    ~CapacityException() override;
+    CapacityException* Clone() const override;
+    [[noreturn]] void Throw() const override;
 };
 
 /// The allocator returned null: "Out of memory". Building one never allocates.
-class KESTAL_API TStringCore::OutOfMemoryException
-    : public TStringCore::Exception {
+class KESTAL_API TStringCore::OutOfMemoryException : public TStringCore::Exception {
 public:
-  OutOfMemoryException();
-  ~OutOfMemoryException() override;
-  OutOfMemoryException *Clone() const override;
-  [[noreturn]] void Throw() const override;
+    OutOfMemoryException();
+    ~OutOfMemoryException() override;
+    OutOfMemoryException* Clone() const override;
+    [[noreturn]] void Throw() const override;
 };
 
-static_assert(sizeof(TStringCore) == 32,
-              "TStringCore adds no data to TStringManager");
+static_assert(sizeof(TStringCore) == 32, "TStringCore adds no data to TStringManager");
 
 /// Comparisons with a zero-terminated text on the left.
-KESTAL_API bool operator==(char16_t const *text, TStringCore const &s) noexcept;
-KESTAL_API bool operator!=(char16_t const *text, TStringCore const &s) noexcept;
-KESTAL_API bool operator<(char16_t const *text, TStringCore const &s) noexcept;
-KESTAL_API bool operator<=(char16_t const *text, TStringCore const &s) noexcept;
-KESTAL_API bool operator>(char16_t const *text, TStringCore const &s) noexcept;
-KESTAL_API bool operator>=(char16_t const *text, TStringCore const &s) noexcept;
+KESTAL_API bool operator==(char16_t const* text, TStringCore const& s) noexcept;
+KESTAL_API bool operator!=(char16_t const* text, TStringCore const& s) noexcept;
+KESTAL_API bool operator<(char16_t const* text, TStringCore const& s) noexcept;
+KESTAL_API bool operator<=(char16_t const* text, TStringCore const& s) noexcept;
+KESTAL_API bool operator>(char16_t const* text, TStringCore const& s) noexcept;
+KESTAL_API bool operator>=(char16_t const* text, TStringCore const& s) noexcept;
 
 /// Concatenation: a copy of the left side with the right side appended.
-KESTAL_API TStringCore operator+(TStringCore const &a, TStringCore const &b);
-KESTAL_API TStringCore operator+(TStringCore const &a, char16_t b);
-KESTAL_API TStringCore operator+(TStringCore const &a, char16_t const *b);
-KESTAL_API TStringCore operator+(char16_t a, TStringCore const &b);
-KESTAL_API TStringCore operator+(char16_t const *a, TStringCore const &b);
+KESTAL_API TStringCore operator+(TStringCore const& a, TStringCore const& b);
+KESTAL_API TStringCore operator+(TStringCore const& a, char16_t b);
+KESTAL_API TStringCore operator+(TStringCore const& a, char16_t const* b);
+KESTAL_API TStringCore operator+(char16_t a, TStringCore const& b);
+KESTAL_API TStringCore operator+(char16_t const* a, TStringCore const& b);
