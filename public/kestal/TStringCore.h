@@ -6,9 +6,13 @@
 // as zero-terminated text does. Most operations work on code units and may split surrogate pairs.
 #pragma once
 
+#include <cstddef>
+#include <iosfwd>
 #include <iterator>
 #include <kestal/KestalExport.h>
+#include <kestal/TConstCodePointIterator.h>
 #include <kestal/TStringManager.h>
+#include <string>
 #include <string_view>
 
 class KESTAL_API TStringCore : public TStringManager {
@@ -199,6 +203,68 @@ public:
     /// `n` units from `pos`; a negative n takes up to the first zero unit from `pos`.
     TStringCore mid(int pos, int n = -1) const;
 
+    // ---- UTF-8 and code points ----
+    // UTF-8 input converts through ICU: each ill-formed part becomes U+FFFD. Iterator arguments
+    // must belong to this string where said, else std::runtime_error; an end iterator stands for
+    // the size. Counts of code points stop at the first zero unit.
+
+    /// Appends `length` bytes of UTF-8 (negative: zero-terminated); null or empty changes nothing.
+    /// Raises Exception for 2^31 bytes or more, or when the conversion fails (the string is then
+    /// left enlarged, the new units unset).
+    TStringCore& append(char const* text, int length = -1);
+    /// Null appends nothing; without this, a null literal would match both text types.
+    TStringCore& append(std::nullptr_t, int = -1) { return *this; }
+    /// Replaces the text by the UTF-8 `text`, as append.
+    TStringCore& assign(char const* text, int length = -1);
+    /// Null empties the string, as either text type would.
+    void assign(std::nullptr_t, int = -1) { TStringManager::resize(0); }
+    /// A new string from `length` bytes of UTF-8 (negative: zero-terminated). Raises as append.
+    static TStringCore fromUtf8(char const* text, int length = -1);
+    /// A new string from UTF-8; raises Exception when the text has 2^31 bytes or more.
+    static TStringCore fromStdString(std::string const& text);
+
+    /// Code points up to the first zero unit; a lone surrogate counts as one.
+    int lengthInCodePoints() const;
+    static int lengthInCodePoints(char16_t const* text);
+    /// Code points that begin in `count` units from `start` (negative: to the end); a pair counts
+    /// as one even when `count` ends inside it. 0 when start is out of range.
+    int subStringSizeInCodePoints(int start, int count) const noexcept;
+    /// Units that `count` code points take from `start` (negative: to the first zero unit); 0 when
+    /// start is out of range.
+    int subStringSizeInCodeUnits(int start, int count) const noexcept;
+    /// On the first code point; the end iterator for the empty string.
+    TConstCodePointIterator<TStringCore> codepoint_cbegin() const;
+    /// The end iterator.
+    TConstCodePointIterator<TStringCore> codepoint_cend() const;
+
+    /// Inserts at the iterator's position as insert(int, text, length) does. Raises
+    /// std::runtime_error for an iterator of another string.
+    TStringCore& insert(TConstCodePointIterator<TStringCore> const& at, char16_t const* text,
+                        int length = -1);
+    TStringCore& insert(TConstCodePointIterator<TStringCore> const& at, TStringCore const& other);
+    /// The code unit position at which insert(at, ...) inserts. Raises as insert.
+    int getInsertCodeUnitIndex(TConstCodePointIterator<TStringCore> const& at) const;
+    /// removeAt(position, count), `count` in code units; an end iterator changes nothing. Raises as insert.
+    TStringCore& removeAt(TConstCodePointIterator<TStringCore> const& at, int count);
+    /// truncate(position); an end iterator changes nothing. Raises as insert.
+    TStringCore& truncate(TConstCodePointIterator<TStringCore> const& at);
+    /// Replaces each code point that begins in `count` units from `pos` by one unit `unit`; a pair
+    /// is taken whole even when `count` ends inside it. Bad positions change nothing.
+    TStringCore& replace(int pos, int count, char16_t unit);
+    /// The same at the iterator's position, not checked to belong to this string; an end iterator
+    /// changes nothing.
+    TStringCore& replace(TConstCodePointIterator<TStringCore> const& at, int count, char16_t unit);
+    /// replace(position, count, other) in code units; an end iterator changes nothing.
+    TStringCore& replace(TConstCodePointIterator<TStringCore> const& at, int count, TStringCore const& other);
+    /// `count` copies of `unit`; a negative count keeps the length in code points.
+    TStringCore& fill(char16_t unit, int count = -1);
+    /// `count` code points from `first` (-1: to the first zero unit) as a new, unshared string.
+    TStringCore mid(TConstCodePointIterator<TStringCore> const& first, int count) const;
+    /// The units from `first` up to `last` (end iterator: to the end); empty if `last` is not after
+    /// `first`. The iterators are not checked to belong to this string.
+    TStringCore mid(TConstCodePointIterator<TStringCore> const& first,
+                    TConstCodePointIterator<TStringCore> const& last) const;
+
 protected:
     TStringCore& appendHandleSelf(char16_t const* text, int length);
     void assignHandleSelf(char16_t const* text, int length);
@@ -222,6 +288,8 @@ private:
     void appendUnitSlow(char16_t unit);
     // resize(size() + count) with the sum checked in 64 bits; returns the writable text.
     char16_t* grow(int count);
+    // The engine of the UTF-8 input members.
+    TStringCore& appendUtf8(char const* text, std::size_t length);
 };
 
 /// Root of the string layer's exceptions. Unrelated to the library's other exception
@@ -286,3 +354,12 @@ KESTAL_API TStringCore operator+(TStringCore const& a, char16_t b);
 KESTAL_API TStringCore operator+(TStringCore const& a, char16_t const* b);
 KESTAL_API TStringCore operator+(char16_t a, TStringCore const& b);
 KESTAL_API TStringCore operator+(char16_t const* a, TStringCore const& b);
+
+// ---- UTF-8 and code points ----
+
+/// Writes the text as UTF-8 between double quotes; lone surrogates come out as U+FFFD.
+KESTAL_API std::ostream& operator<<(std::ostream& out, TStringCore const& s);
+/// Writes one unit as UTF-8, unquoted; a lone surrogate comes out as U+FFFD, the zero unit as nothing.
+KESTAL_API std::ostream& operator<<(std::ostream& out, char16_t unit);
+
+extern template class TConstCodePointIterator<TStringCore>;

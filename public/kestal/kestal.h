@@ -7,8 +7,11 @@
 #include <kestal/TMalloc.h>
 
 // Strings
+#include <kestal/CodePoint.h>
+#include <kestal/TConstCodePointIterator.h>
 #include <kestal/TStringCore.h>
 #include <kestal/TStringManager.h>
+#include <kestal/Unicode.h>
 
 // Hashing
 #include <kestal/THash.h>

@@ -1,0 +1,358 @@
+// Unicode: every conversion and measure against ICU on generated text in all planes, the own
+// decoder against a reference on ill-formed bytes, lone surrogates, the argument tests and their
+// messages, line endings and the standard-string helpers. Buffers are sized exactly (result plus
+// terminator), so the sanitizer build catches a write or read outside them.
+#include "TStringTestSupport.h"
+
+#include <gtest/gtest.h>
+#include <kestal/CodePoint.h>
+#include <kestal/Unicode.h>
+#include <random>
+#include <string>
+#include <unicode/ustring.h>
+#include <vector>
+
+using kestal::testing::expectStringException;
+
+namespace {
+
+constexpr char32_t kSub = 0xFFFD;
+
+// ICU as the oracle, with U+FFFD substitution, into room for `perUnit` outputs per input unit.
+template <class Out, class In, class F>
+std::basic_string<Out> viaIcu(F icu, std::basic_string<In> const& s, std::size_t perUnit) {
+    std::basic_string<Out> out(perUnit * s.size() + 1, Out());
+    int32_t n = 0;
+    UErrorCode e = U_ZERO_ERROR;
+    icu(out.data(), static_cast<int32_t>(out.size()), &n, s.data(), static_cast<int32_t>(s.size()), kSub,
+        nullptr, &e);
+    out.resize(static_cast<std::size_t>(n));
+    return out;
+}
+
+std::u16string icu16From8(std::string const& s) {
+    return viaIcu<char16_t>(u_strFromUTF8WithSub, s, 1);
+}
+std::string icu8From16(std::u16string const& s) {
+    return viaIcu<char>(u_strToUTF8WithSub, s, 3);
+}
+std::u16string icu16From32(std::u32string const& s) {
+    auto fromUtf32 = [](UChar* d, int32_t c, int32_t* n, char32_t const* src, int32_t l, UChar32 sub,
+                        int32_t* k, UErrorCode* e) {
+        u_strFromUTF32WithSub(d, c, n, reinterpret_cast<UChar32 const*>(src), l, sub, k, e);
+    };
+    return viaIcu<char16_t>(fromUtf32, s, 2);
+}
+
+// Code points from every plane, weighted so that each UTF-8 length is common; no surrogates.
+std::u32string randomText(std::mt19937& rng, int n) {
+    std::u32string text;
+    for (int i = 0; i < n; ++i) {
+        char32_t c;
+        switch (rng() % 4) {
+        case 0:
+            c = 1 + rng() % 0x7F;
+            break; // no zero: some measures stop there
+        case 1:
+            c = 0x80 + rng() % (0x800 - 0x80);
+            break;
+        case 2:
+            c = 0x800 + rng() % (0x10000 - 0x800 - 0x800);
+            c += c >= 0xD800 ? 0x800 : 0;
+            break;
+        default:
+            c = 0x10000 + rng() % 0x100000;
+            break;
+        }
+        text += c;
+    }
+    return text;
+}
+
+// Runs `convert(destination, capacity)` into a buffer of exactly `size` + 1 units.
+template <class Unit, class F>
+std::basic_string<Unit> into(int size, F convert) {
+    std::vector<Unit> buffer(static_cast<std::size_t>(size) + 1, Unit(0x55));
+    const int n = convert(buffer.data(), size + 1);
+    EXPECT_EQ(n, size);
+    EXPECT_EQ(buffer[static_cast<std::size_t>(n)], Unit(0));
+    return std::basic_string<Unit>(buffer.data(), static_cast<std::size_t>(n));
+}
+
+int len(std::size_t n) {
+    return static_cast<int>(n);
+}
+
+// The own decoder's rules, by byte ranges rather than the table: a lead's sequence must fit in
+// the text or the rest becomes one U+FFFD; a bad continuation byte is replaced and read again.
+// `pairs` counts the complete four-byte forms, which the UTF-16 measure counts twice.
+std::u32string referenceDecode(std::string const& s, int& pairs) {
+    pairs = 0;
+    std::u32string out;
+    const std::size_t n = s.size();
+    for (std::size_t i = 0; i < n;) {
+        const auto b = static_cast<unsigned char>(s[i]);
+        const std::size_t k = b >= 0xC0 && b < 0xE0   ? 1
+                              : b >= 0xE0 && b < 0xF0 ? 2
+                              : b >= 0xF0 && b < 0xF8 ? 3
+                                                      : 0;
+        if (b < 0x80 || k == 0) {
+            out += b < 0x80 ? char32_t(b) : kSub;
+            ++i;
+            continue;
+        }
+        if (i + k >= n) return out + kSub;
+        char32_t value = b & (0x3F >> k);
+        std::size_t good = 0;
+        while (good < k && (static_cast<unsigned char>(s[i + 1 + good]) >> 6) == 2)
+            value = value << 6 | (s[i + 1 + good++] & 0x3F);
+        out += good == k ? value : kSub;
+        pairs += good == 3;
+        i += 1 + good;
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(Unicode, ValidTextInAllPlanesMatchesIcuEveryWay) {
+    std::mt19937 rng(20240611);
+    for (int round = 0; round < 300; ++round) {
+        const std::u32string u32 = randomText(rng, static_cast<int>(rng() % 40));
+        const std::u16string u16 = icu16From32(u32);
+        const std::string u8 = icu8From16(u16);
+        const int n8 = len(u8.size()), n16 = len(u16.size()), n32 = len(u32.size());
+        using namespace Unicode;
+
+        EXPECT_EQ(MeasureUtf8ToUtf16(u8.data(), n8), n16);
+        EXPECT_EQ(MeasureUtf8ToUtf32(u8.data(), n8), n32);
+        EXPECT_EQ(MeasureUtf8ToUtf8(u8.c_str(), n8), n8);
+        EXPECT_EQ(MeasureUtf16ToUtf8(u16.data(), n16), n8);
+        EXPECT_EQ(MeasureUtf16ToUtf32(u16.data(), n16), n32);
+        EXPECT_EQ(MeasureUtf32ToUtf8(u32.data(), n32), n8);
+        EXPECT_EQ(MeasureUtf32ToUtf16(u32.data(), n32), n16);
+        EXPECT_EQ(LengthInCodePoints(u16.c_str(), 0, -1), n32);
+
+        EXPECT_EQ(into<char16_t>(n16, [&](char16_t* d, int c) { return Utf8ToUtf16(u8.data(), n8, d, c); }),
+                  u16);
+        EXPECT_EQ(into<char32_t>(n32, [&](char32_t* d, int c) { return Utf8ToUtf32(u8.data(), n8, d, c); }),
+                  u32);
+        EXPECT_EQ(into<char>(n8, [&](char* d, int c) { return Utf16ToUtf8(u16.data(), n16, d, c); }), u8);
+        EXPECT_EQ(
+            into<char32_t>(n32, [&](char32_t* d, int c) { return Utf16ToUtf32(u16.data(), n16, d, c); }),
+            u32);
+        EXPECT_EQ(into<char>(n8, [&](char* d, int c) { return Utf32ToUtf8(u32.data(), n32, d, c); }), u8);
+        EXPECT_EQ(
+            into<char16_t>(n16, [&](char16_t* d, int c) { return Utf32ToUtf16(u32.data(), n32, d, c); }),
+            u16);
+
+        // The per-code-point functions, walked over the same text.
+        std::u16string walked16;
+        std::u32string walked32;
+        for (int i = 0; i < n8;) {
+            char16_t units[2];
+            char32_t value[1];
+            int at16 = 0, at32 = 0;
+            i += CodePoint::Utf8ToUtf16(u8.c_str() + i, units, at16, 2);
+            CodePoint::Utf16ToUtf32(units, value, at32, 1);
+            walked16.append(units, static_cast<std::size_t>(at16));
+            walked32 += value[0];
+        }
+        EXPECT_EQ(walked16, u16);
+        EXPECT_EQ(walked32, u32);
+    }
+}
+
+TEST(Unicode, IllFormedUtf8FollowsTheOwnDecoderOrIcu) {
+    std::mt19937 rng(7);
+    static constexpr unsigned char alphabet[] = {0x41, 0x7F, 0x80, 0x9F, 0xBF, 0xC0, 0xC3, 0xDF, 0xE0,
+                                                 0xE2, 0xED, 0xEF, 0xF0, 0xF4, 0xF5, 0xF7, 0xF8, 0xFF};
+    for (int round = 0; round < 2000; ++round) {
+        std::string bytes(rng() % 12, '\0');
+        for (char& b : bytes)
+            b = static_cast<char>(alphabet[rng() % sizeof alphabet]);
+        const int n = len(bytes.size());
+        int pairs = 0;
+        const std::u32string expected = referenceDecode(bytes, pairs);
+        const int n32 = Unicode::MeasureUtf8ToUtf32(bytes.data(), n);
+        EXPECT_EQ(n32, len(expected.size()));
+        EXPECT_EQ(Unicode::MeasureUtf8ToUtf16(bytes.data(), n), n32 + pairs);
+        EXPECT_EQ(into<char32_t>(
+                      n32, [&](char32_t* d, int c) { return Unicode::Utf8ToUtf32(bytes.data(), n, d, c); }),
+                  expected);
+        // ICU does UTF-16: each maximal ill-formed part once, and never more units than bytes.
+        const std::u16string viaIcu = icu16From8(bytes);
+        EXPECT_LE(viaIcu.size(), bytes.size());
+        EXPECT_EQ(
+            into<char16_t>(len(viaIcu.size()),
+                           [&](char16_t* d, int c) { return Unicode::Utf8ToUtf16(bytes.data(), n, d, c); }),
+            viaIcu);
+    }
+    // The engines differ on purpose: the measure reads C0 80 as one (overlong) character, ICU as two
+    // bad bytes; F4 90 80 80 is one own step but 0x110000 in UTF-32.
+    EXPECT_EQ(Unicode::MeasureUtf8ToUtf16("\xC0\x80", 2), 1);
+    EXPECT_EQ(icu16From8("\xC0\x80"), u"\xFFFD\xFFFD");
+    char32_t raw[2];
+    EXPECT_EQ(Unicode::Utf8ToUtf32("\xF4\x90\x80\x80", 4, raw, 2), 1);
+    EXPECT_EQ(raw[0], 0x110000u);
+    EXPECT_EQ(Unicode::MeasureUtf8ToUtf16("\xE2\x82", 2), 1);
+}
+
+TEST(Unicode, LoneSurrogatesAreReplacedOnceEach) {
+    std::mt19937 rng(99);
+    static constexpr char16_t alphabet[] = {u'a', 0xE9, 0xD800, 0xDBFF, 0xDC00, 0xDFFF, 0xFFFD, 0x4E2D};
+    for (int round = 0; round < 1000; ++round) {
+        std::u16string units(rng() % 10 + 1, u'\0');
+        for (char16_t& u : units)
+            u = alphabet[rng() % std::size(alphabet)];
+        const int n = len(units.size());
+        const std::string u8 = icu8From16(units);
+        const std::u16string clean = icu16From8(u8);
+
+        EXPECT_EQ(Unicode::MeasureUtf16ToUtf8(units.data(), n), len(u8.size()));
+        EXPECT_EQ(into<char>(len(u8.size()),
+                             [&](char* d, int c) { return Unicode::Utf16ToUtf8(units.data(), n, d, c); }),
+                  u8);
+        EXPECT_EQ(
+            into<char16_t>(
+                n, [&](char16_t* d, int c) { return Unicode::StringValidateCopy(units.data(), n, d, c); }),
+            clean);
+
+        // The per-code-point conversion replaces exactly as ICU does for UTF-16 input.
+        std::string walked;
+        for (int i = 0; i < n;) {
+            char bytes[4];
+            int at = 0;
+            i += CodePoint::Utf16ToUtf8(units.c_str() + i, bytes, at, 4);
+            walked.append(bytes, static_cast<std::size_t>(at));
+        }
+        EXPECT_EQ(walked, u8);
+    }
+}
+
+TEST(Unicode, Utf32OwnEncoderEncodesSurrogatesAndReplacesBeyondRange) {
+    const std::u32string values = {U'a', 0xD800, 0x10FFFF, 0x110000, 0xFFFFFFFF};
+    const int n = len(values.size());
+    EXPECT_EQ(into<char>(Unicode::MeasureUtf32ToUtf8(values.data(), n),
+                         [&](char* d, int c) { return Unicode::Utf32ToUtf8(values.data(), n, d, c); }),
+              "a\xED\xA0\x80\xF4\x8F\xBF\xBF\xEF\xBF\xBD\xEF\xBF\xBD");
+    EXPECT_EQ(
+        into<char16_t>(Unicode::MeasureUtf32ToUtf16(values.data(), n),
+                       [&](char16_t* d, int c) { return Unicode::Utf32ToUtf16(values.data(), n, d, c); }),
+        u"a\xFFFD\U0010FFFF\xFFFD\xFFFD");
+}
+
+TEST(Unicode, ArgumentAndCapacityFailuresRaiseWithTheirMessages) {
+    using E = TStringCore::Exception;
+    char16_t out16[8];
+    char out8[8];
+    char32_t out32[8];
+    expectStringException<E>([&] { Unicode::Utf8ToUtf16(nullptr, -1, out16, 8); },
+                             u"String source is nullptr, encountered in Utf8ToUtf16");
+    expectStringException<E>([&] { Unicode::Utf32ToUtf8(U"x", -3, out8, 8); },
+                             u"Nonsense string length: -3 encountered in Utf32ToUtf8");
+    expectStringException<E>([&] { Unicode::MeasureUtf8ToUtf32("x", -1); },
+                             u"Nonsense string length: -1 encountered in MeasureUtf8ToUtf32");
+    expectStringException<E>([&] { Unicode::Utf16ToUtf32(static_cast<char16_t const*>(nullptr), out32, 8); },
+                             u"String source is nullptr, encountered in Utf16ToUtf32");
+    // ICU: a destination with no room for the terminator is a warning, and warnings raise.
+    expectStringException<E>(
+        [&] { Unicode::Utf16ToUtf8(u"abc", 3, out8, 3); },
+        u"ICU error -124 encountered while Utf16ToUtf8 was trying to use u_strToUTF8WithSub");
+    expectStringException<E>(
+        [&] { Unicode::Utf8ToUtf16("abcd", 4, out16, 3); },
+        u"ICU error 15 encountered while Utf8ToUtf16 was trying to use u_strFromUTF8WithSub");
+    // A preflight of nothing does not overflow, so it raises; the measure answers 0 first.
+    expectStringException<E>(
+        [&] { Unicode::Utf16ToUtf32(u"", 0, nullptr, 0); },
+        u"ICU error -124 encountered while Utf16ToUtf32 was trying to use u_strToUTF32WithSub");
+    EXPECT_EQ(Unicode::MeasureUtf16ToUtf32(u"", 0), 0);
+    EXPECT_EQ(Unicode::Utf16ToUtf8(u"\U0001F600", 2, nullptr, 0), 4);
+
+    // The own converters: room for every unit plus the terminator, checked before writing.
+    expectStringException<E>([&] { Unicode::Utf8ToUtf32("abc", 3, out32, 3); },
+                             u"Error unable to process the entire source string in function Utf8ToUtf32");
+    expectStringException<E>([&] { Unicode::Utf8ToUtf32("a", 1, out32, 1); },
+                             u"Error unable to process the entire source string in function Utf8ToUtf32");
+    expectStringException<E>([&] { Unicode::Utf32ToUtf8(U"a\u00E9", 2, out8, 3); },
+                             u"Error insufficient destinationCapacity (3) was passed into Utf32ToUtf8.");
+    EXPECT_EQ(Unicode::Utf32ToUtf8(U"a\u00E9", 2, out8, 4), 3);
+    out32[0] = 9;
+    EXPECT_EQ(Unicode::Utf8ToUtf32("", 0, out32, 0), 0);
+    EXPECT_EQ(out32[0], 0u);
+    EXPECT_EQ(Unicode::MeasureUtf8ToUtf8(nullptr, 5), 0);
+}
+
+TEST(Unicode, CodePointCountsAndPrefixSizes) {
+    const char16_t text[] = u"a\U0001F600\xDC00"
+                            u"b\0c";
+    EXPECT_EQ(Unicode::LengthInCodePoints(text, 0, -1), 4); // stops at the zero; the lone low counts
+    EXPECT_EQ(Unicode::LengthInCodePoints(text, 1, 3), 1);  // an end position, not a count
+    EXPECT_EQ(Unicode::LengthInCodePoints(text, 3, 3), 0);
+    EXPECT_EQ(Unicode::LengthInCodePoints(text, -1, 3), 0);
+
+    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 7, 0, 2), 3);
+    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 2, 1, 5), 2); // the pair is taken whole past the length
+    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 7, 2, -1), 3);
+    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 7, 7, 1), 0);
+
+    char16_t out[4] = {u'x', u'x', u'x', u'x'};
+    EXPECT_EQ(Unicode::StringValidateCopy(u"ab\U0001F600", -1, out, 4),
+              2); // the pair would take the terminator
+    EXPECT_EQ(std::u16string(out), u"ab");
+    EXPECT_EQ(Unicode::StringValidateCopy(u"a\xD800", 2, out, 4), 2);
+    EXPECT_EQ(std::u16string(out), u"a\xFFFD");
+    EXPECT_EQ(Unicode::StringValidateCopy(u"abc", -1, nullptr, 0), 3);
+    EXPECT_EQ(Unicode::StringValidateCopy(out, 1, out, 4), 0);
+    EXPECT_EQ(Unicode::StringValidateCopy(u"abc", 3, out, 1), 0);
+    EXPECT_EQ(out[0], 0);
+}
+
+TEST(Unicode, LineEndingsNormaliseInPlaceAndBack) {
+    struct Case {
+        std::string in, out;
+    };
+    const Case cases[] = {
+        {"\r\r\rx", "\nx"},
+        {"\r\n\n", "\n\n"},
+        {"a\rb\rc", "a\nb\nc"},
+        {"no breaks", "no breaks"},
+        {"\n\rx", "\n\nx"},     // before the machine starts, an LF does not swallow
+                                // the CR after it
+        {"\r\n\n\rx", "\n\nx"}, // once it runs, it does
+        {"\r\n\r\n", "\n\n"},
+        {"x\r", "x\n"},
+    };
+    for (Case const& c : cases) {
+        std::string narrow = c.in;
+        EXPECT_EQ(Unicode::normalizeLineEndings(narrow.data()), c.out.size()) << c.in;
+        EXPECT_EQ(narrow.c_str(), c.out);
+        std::u16string wide(c.in.begin(), c.in.end());
+        const std::size_t n = Unicode::normalizeLineEndings(wide.data(), wide.size());
+        EXPECT_EQ(std::u16string(wide.data(), n), std::u16string(c.out.begin(), c.out.end()));
+    }
+    // The length forms pass zero units through and terminate at the new length.
+    char16_t withZero[] = u"a\r\n\0\r\r\nb";
+    EXPECT_EQ(Unicode::normalizeLineEndings(withZero, 8), 5u);
+    EXPECT_EQ(std::u16string(withZero, 6), std::u16string(u"a\n\0\nb\0", 6));
+
+    using kestal::testing::text;
+    EXPECT_EQ(text(Unicode::unixToDos(u"\n\n", 2)), u"\r\n\r\n");
+    EXPECT_EQ(text(Unicode::unixToDos(u"\r\n", 2)), u"\r\n");
+    EXPECT_EQ(text(Unicode::unixToDos(u"a\rb\n\0c", 6)), std::u16string(u"a\r\nb\r\n\0c", 8));
+    EXPECT_TRUE(Unicode::unixToDos(u"abc", 0).isEmpty());
+}
+
+TEST(Unicode, StandardStringsAndWideArrays) {
+    EXPECT_EQ(Unicode::toStdString(u"\0abcd", 5), "");
+    EXPECT_EQ(Unicode::toStdString(u"a\xD800\U0001F600", 4), "a\xEF\xBF\xBD\xF0\x9F\x98\x80");
+    EXPECT_EQ(Unicode::toStdWString(u"a\U0001F600", 3), L"a\U0001F600");
+    EXPECT_EQ(Unicode::toStdU16String(u"\xDC00x", 2), u"\xDC00x");
+
+    wchar_t wide[4] = {L'x', L'x', L'x', L'x'};
+    EXPECT_EQ(Unicode::toWCharArray(u"abc", 3, wide, 3), 0u);
+    EXPECT_EQ(wide[0], L'\0');
+    EXPECT_EQ(Unicode::toWCharArray(u"a\U0001F600", 3, wide, 4), 3u); // the count includes the terminator
+    EXPECT_EQ(std::wstring(wide), L"a\U0001F600");
+    EXPECT_EQ(Unicode::toWCharArray(u"abc", 3, nullptr, 9), 0u);
+}
