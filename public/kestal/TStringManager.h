@@ -22,9 +22,9 @@ struct KESTAL_API TLongStringHeader {
     char16_t* text() noexcept { return m_text; }
     char16_t const* text() const noexcept { return m_text; }
 
-    /// Atomic increment of the count.
-    void addRef() noexcept { m_refCount.fetch_add(1, std::memory_order_acq_rel); }
-    /// Atomic decrement; the owner that takes the count to 0 hands the block to TFree.
+    /// Increments the count (atomically once the process has more than one thread).
+    void addRef() noexcept;
+    /// Decrements the count like addRef; the owner that takes it to 0 hands the block to TFree.
     void release() noexcept;
     /// True when more than one string owns the block (acquire load).
     bool isShared() const noexcept { return m_refCount.load(std::memory_order_acquire) > 1; }

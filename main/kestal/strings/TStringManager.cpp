@@ -4,6 +4,13 @@
 #include <kestal/TStringCore.h>
 #include <new>
 
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define KESTAL_HAS_SINGLE_THREADED_FLAG 1
+#else
+#define KESTAL_HAS_SINGLE_THREADED_FLAG 0
+#endif
+
 namespace {
 
 constexpr std::uint32_t kMaxCapacity = TStringManager::MaxCapacity;
@@ -14,15 +21,36 @@ void copyUnits(char16_t* to, char16_t const* from, int count) noexcept {
     std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(char16_t));
 }
 
+// While the process has a single thread no other thread can touch a count, so plain loads and
+// stores do. Starting the first thread clears the flag for good and publishes what came before.
+bool singleThreaded() noexcept {
+#if KESTAL_HAS_SINGLE_THREADED_FLAG
+    return __libc_single_threaded;
+#else
+    return false;
+#endif
+}
+
 } // namespace
 
 // ---- TLongStringHeader -------------------------------------------------------------------------
 
+void TLongStringHeader::addRef() noexcept {
+    if (singleThreaded())
+        m_refCount.store(m_refCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    else
+        m_refCount.fetch_add(1, std::memory_order_acq_rel);
+}
+
 void TLongStringHeader::release() noexcept {
+    const std::int32_t count = m_refCount.load(std::memory_order_acquire);
     // A count of 1 means the caller is the only owner and nobody else can reach the block to take
     // a reference, so the last release skips the locked decrement.
-    if (m_refCount.load(std::memory_order_acquire) == 1 ||
-        m_refCount.fetch_sub(1, std::memory_order_acq_rel) == 1)
+    if (count == 1)
+        TFree(this);
+    else if (singleThreaded())
+        m_refCount.store(count - 1, std::memory_order_relaxed);
+    else if (m_refCount.fetch_sub(1, std::memory_order_acq_rel) == 1)
         TFree(this);
 }
 
