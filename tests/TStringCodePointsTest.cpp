@@ -13,22 +13,13 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+using kestal::testing::expectRuntimeError;
 using kestal::testing::expectStringException;
 using kestal::testing::letters;
 using kestal::testing::text;
 using Iterator = TConstCodePointIterator<TStringCore>;
 
 namespace {
-
-template <class F>
-void expectRuntimeError(F&& action, std::string const& message) {
-    try {
-        action();
-        ADD_FAILURE() << "no exception, expected: " << message;
-    } catch (std::runtime_error const& e) {
-        EXPECT_EQ(e.what(), message);
-    }
-}
 
 // "a", U+1F600 (a pair), "b": 4 units, 3 code points.
 TStringCore const kMixed(u"a\U0001F600b");

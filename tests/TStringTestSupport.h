@@ -1,9 +1,10 @@
 // Test helpers for TStringCore: text as std::u16string, where the text lives, and checks of the
-// string layer's exceptions.
+// string layer's exceptions and of the iterators' std::runtime_error.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <kestal/TStringCore.h>
+#include <stdexcept>
 #include <string>
 #include <typeinfo>
 
@@ -37,6 +38,17 @@ void expectStringException(F&& action, char16_t const* message) {
     } catch (TStringCore::Exception const& e) {
         EXPECT_EQ(typeid(e), typeid(E));
         EXPECT_EQ(text(e.GetConcatenatedMessages()), message);
+    }
+}
+
+/// Runs `action`, which must raise std::runtime_error with `message`.
+template <class F>
+void expectRuntimeError(F&& action, std::string const& message) {
+    try {
+        action();
+        ADD_FAILURE() << "no exception, expected: " << message;
+    } catch (std::runtime_error const& e) {
+        EXPECT_EQ(e.what(), message);
     }
 }
 

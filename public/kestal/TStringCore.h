@@ -265,6 +265,119 @@ public:
     TStringCore mid(TConstCodePointIterator<TStringCore> const& first,
                     TConstCodePointIterator<TStringCore> const& last) const;
 
+    // ---- Search ----
+    // Results are code-unit indices, -1 for "not found"; iterator results are the end iterator
+    // for that, and know their code point number only at position 0 (findLast by pattern keeps
+    // the number of `from` as it walks back). A negative `from` of a forward search counts from
+    // the end (the end iterator's position of -1 therefore starts at the last unit), except in
+    // the set searches, where it finds nothing. Zero-terminated arguments are measured to their
+    // first zero unit and raise CapacityException at 0x7FFFFFF8 units. A case-sensitive search
+    // allocates nothing; a folding one allocates one table of patternSize ints. Folding is per
+    // unit, as in compare, except in the backward searches by pattern, which fold whole code
+    // points. Iterator forms that find a low surrogate raise std::runtime_error.
+
+    /// First index at or after `from` where `patternSize` units of `pattern` occur in `size` units
+    /// of `text`. An empty pattern (null or first unit zero) is found at the start, but nothing is
+    /// found in an empty text or from the size on.
+    static int findStr(char16_t const* text, int size, char16_t const* pattern, int patternSize, int from,
+                       CaseSensitivity cs);
+    /// findStr with the pattern measured.
+    static int findStr(char16_t const* text, int size, char16_t const* pattern, int from, CaseSensitivity cs);
+    /// findStr with text and pattern measured; a null text finds nothing.
+    static int findStr(char16_t const* text, char16_t const* pattern, int from = 0,
+                       CaseSensitivity cs = CaseSensitive);
+    /// findStr over this string; the pattern is measured, for a TStringCore too.
+    int indexOf(char16_t const* pattern, int from = 0, CaseSensitivity cs = CaseSensitive) const;
+    int indexOf(TStringCore const& pattern, int from = 0, CaseSensitivity cs = CaseSensitive) const;
+    /// Whether the measured pattern occurs in this string taken to its first zero unit.
+    bool contains(char16_t const* pattern, CaseSensitivity cs = CaseSensitive) const;
+    /// Whether the pattern, with its size, occurs in this string, with its size. The empty pattern
+    /// occurs in every string but the empty one.
+    bool contains(TStringCore const& pattern, CaseSensitivity cs = CaseSensitive) const;
+    /// indexOf as an iterator. Raises std::runtime_error when the match starts on a low surrogate.
+    TConstCodePointIterator<TStringCore> find(char16_t const* pattern,
+                                              CaseSensitivity cs = CaseSensitive) const;
+    TConstCodePointIterator<TStringCore> find(char16_t const* pattern,
+                                              TConstCodePointIterator<TStringCore> const& from,
+                                              CaseSensitivity cs = CaseSensitive) const;
+    /// Last start of the measured pattern at or before `from` (-1: the size; below -1: counted
+    /// from the end), compared by code points. An empty pattern finds nothing.
+    int lastIndexOf(char16_t const* pattern, int from = -1, CaseSensitivity cs = CaseSensitive) const;
+    int lastIndexOf(TStringCore const& pattern, int from = -1, CaseSensitivity cs = CaseSensitive) const;
+    /// Last match, by code points, whose last code point is at or before `from`; nothing is found
+    /// from the first code point. Raises std::runtime_error for an iterator of another string.
+    TConstCodePointIterator<TStringCore> findLast(TStringCore const& pattern,
+                                                  CaseSensitivity cs = CaseSensitive) const;
+    TConstCodePointIterator<TStringCore> findLast(TStringCore const& pattern,
+                                                  TConstCodePointIterator<TStringCore> const& from,
+                                                  CaseSensitivity cs = CaseSensitive) const;
+    /// Occurrences of the measured pattern in this string taken to its first zero unit. Matches
+    /// may overlap: the walk steps by the pattern's first code point. 0 for an empty pattern.
+    int count(char16_t const* pattern, CaseSensitivity cs = CaseSensitive) const;
+    int count(TStringCore const& pattern, CaseSensitivity cs = CaseSensitive) const;
+
+    /// Whether `unit` is one of the size units.
+    bool contains(char16_t unit) const noexcept;
+    /// First index of `unit` at or after `from`.
+    int indexOf(char16_t unit, int from = 0) const noexcept;
+    /// The same over `size` units of `text` (negative: measured); a null text finds nothing.
+    static int indexOf(char16_t const* text, int size, char16_t unit, int from);
+    /// Last index of `unit` at or before `from` (-1: the size, so the zero unit finds the
+    /// terminator; below -1: counted from the end).
+    int lastIndexOf(char16_t unit, int from = -1) const noexcept;
+    /// First code point of the measured `text` at or after `from` equal to `unit`, by the set
+    /// search: a unit of 0x80 or above is compared as a code point, a lone surrogate as U+FFFD.
+    /// The zero unit finds nothing.
+    static int findChar(char16_t const* text, char16_t unit, int from = 0);
+    /// indexOf(unit) as an iterator; raises std::runtime_error on a low surrogate.
+    TConstCodePointIterator<TStringCore> find(char16_t unit) const;
+    TConstCodePointIterator<TStringCore> find(char16_t unit,
+                                              TConstCodePointIterator<TStringCore> const& from) const;
+    /// Last `unit` at or before `from`, the end iterator standing for the terminator. Nothing is
+    /// found from the first code point. Raises std::runtime_error for an iterator of another string.
+    TConstCodePointIterator<TStringCore> findLast(char16_t unit) const;
+    TConstCodePointIterator<TStringCore> findLast(char16_t unit,
+                                                  TConstCodePointIterator<TStringCore> const& from) const;
+    /// Occurrences of `unit` among the size units, zero units included.
+    int count(char16_t unit) const noexcept;
+
+    /// First index at or after `from` (negative: nothing) of a member of the measured `set`. A set
+    /// of ASCII units matches units; any other set matches code points, a lone surrogate on either
+    /// side as U+FFFD. A TStringCore set is measured to its first zero unit too.
+    int findOneOf(char16_t const* set, int from = 0) const;
+    int findOneOf(TStringCore const& set, int from = 0) const;
+    /// findOneOf from the iterator's position, as an iterator; the end iterator finds nothing. The
+    /// TStringCore form expands a non-ASCII set over its whole size.
+    TConstCodePointIterator<TStringCore> findOneOf(char16_t const* set,
+                                                   TConstCodePointIterator<TStringCore> from) const;
+    TConstCodePointIterator<TStringCore> findOneOf(TStringCore const& set,
+                                                   TConstCodePointIterator<TStringCore> from) const;
+    /// findOneOf over the measured `text`.
+    static int findOneOf(char16_t const* text, char16_t const* set, int from);
+    /// First unit at or after `from` that differs from `unit`; -1 if none or `from` is out of range.
+    int findOneNotOf(char16_t unit, int from = 0) const noexcept;
+    /// First code point at or after `from` (trusted to start one) that is not in `set`; an empty
+    /// set answers `from` itself when it lies inside the string.
+    int findOneNotOf(char16_t const* set, int from = 0) const;
+    int findOneNotOf(TStringCore const& set, int from = 0) const;
+    /// The same over zero-terminated `text`. An ASCII set of one unit answers the terminator's
+    /// index when every unit matches; a larger ASCII set answers -1 then.
+    static int findOneNotOf(char16_t const* text, char16_t const* set, int from);
+    /// First index in zero-terminated `text` whose unit differs from `unit` (the length when all
+    /// match); for the zero unit, 0 or -1 for an empty text.
+    static int findOneNotOf(char16_t const* text, char16_t unit) noexcept;
+
+    /// The first or last unit is `unit`; false for the empty string.
+    bool startsWith(char16_t unit) const noexcept;
+    bool endsWith(char16_t unit) const noexcept;
+    /// compareN of the head or tail over the argument's length; false for a null or empty
+    /// argument and for one longer than this string.
+    bool startsWith(char16_t const* text, CaseSensitivity cs = CaseSensitive) const;
+    bool endsWith(char16_t const* text, CaseSensitivity cs = CaseSensitive) const;
+    /// The same with the argument's size; an empty argument is false.
+    bool startsWith(TStringCore const& other, CaseSensitivity cs = CaseSensitive) const noexcept;
+    bool endsWith(TStringCore const& other, CaseSensitivity cs = CaseSensitive) const noexcept;
+
 protected:
     TStringCore& appendHandleSelf(char16_t const* text, int length);
     void assignHandleSelf(char16_t const* text, int length);

@@ -8,6 +8,7 @@
 
 // Strings
 #include <kestal/CodePoint.h>
+#include <kestal/TCType.h>
 #include <kestal/TConstCodePointIterator.h>
 #include <kestal/TStringCore.h>
 #include <kestal/TStringManager.h>
