@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <kestal/TMath.h>
 #include <limits>
+#include <vector>
 
 namespace {
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
@@ -36,12 +37,10 @@ TEST(TMath, MulDivRoundsHalfUpOnlyForPositiveQuotients) {
 TEST(TMath, IdenticalTreatsNaNAsEqualAndSignedZerosAsEqual) {
     EXPECT_TRUE(TMath::identical(0.0, -0.0));
     EXPECT_TRUE(TMath::identical(kNaN, kNaN));
-    EXPECT_FALSE(TMath::identical(kNaN, 1.0));
-    EXPECT_FALSE(TMath::identical(1.0, kNaN));
+    EXPECT_FALSE(TMath::identical(kNaN, 1.0) || TMath::identical(1.0, kNaN));
     EXPECT_FALSE(TMath::identical(1.0, std::nextafter(1.0, 2.0)));
 
     using V = std::vector<double>;
-    EXPECT_TRUE(TMath::identical(V{}, V{}));
     EXPECT_TRUE(TMath::identical(V{1.0, kNaN, -0.0}, V{1.0, kNaN, 0.0}));
     EXPECT_FALSE(TMath::identical(V{1.0}, V{1.0, 1.0}));
     EXPECT_FALSE(TMath::identical(V{1.0, 2.0}, V{1.0, 3.0}));
@@ -63,13 +62,10 @@ TEST(TMath, Round2TiesGoAwayFromZeroAndNoNegativeZeroComesOut) {
 
     for (double v : {-0.4, -0.0, 0.0, -1e-9}) {
         double const r = TMath::round2(v, 0);
-        EXPECT_EQ(r, 0.0) << v;
-        EXPECT_FALSE(std::signbit(r)) << v;
+        EXPECT_TRUE(r == 0.0 && !std::signbit(r)) << v;
     }
     EXPECT_TRUE(std::isnan(TMath::round2(kNaN, 2)));
-}
-
-TEST(TMath, Round2DigitsOutsideTheTableUseExp10) {
+    // Digits outside the table use exp10.
     EXPECT_EQ(TMath::round2(1234.0, -2), 1200.0);
     EXPECT_EQ(TMath::round2(1250.0, -2), 1300.0);
     EXPECT_EQ(TMath::round2(-1250.0, -2), -1300.0);

@@ -33,22 +33,18 @@ TEST(TConstCodePointIterator, WalksForwardAndBackByCodePoints) {
     EXPECT_EQ(seen, U"a\U0001F600b");
 
     const Iterator second(kMixed, 2);
-    EXPECT_EQ(second.position(), 3);
-    EXPECT_EQ(second.index(), 2);
-    EXPECT_TRUE(Iterator(kMixed, 3).isEnd());
-    EXPECT_TRUE(Iterator(kMixed, 99).isEnd());
+    EXPECT_EQ(std::pair(second.position(), second.index()), std::pair(3, 2));
+    EXPECT_TRUE(Iterator(kMixed, 3).isEnd() && Iterator(kMixed, 99).isEnd());
     const TStringCore empty;
     EXPECT_EQ(Iterator(empty, 0).position(), 0); // index 0 stays put, even with nothing there
     EXPECT_TRUE(empty.codepoint_cbegin() == empty.codepoint_cend());
 
     // Back from the end the number is unknown until the start makes it known again.
     Iterator it = kMixed.codepoint_cend();
-    --it;
-    EXPECT_EQ(std::pair(it.position(), it.index()), std::pair(3, -1));
-    --it;
-    EXPECT_EQ(std::pair(it.position(), it.index()), std::pair(1, -1));
-    --it;
-    EXPECT_EQ(std::pair(it.position(), it.index()), std::pair(0, 0));
+    for (auto expected : {std::pair(3, -1), std::pair(1, -1), std::pair(0, 0)}) {
+        --it;
+        EXPECT_EQ(std::pair(it.position(), it.index()), expected);
+    }
     expectRuntimeError([&] { --it; },
                        "CodePointIterator<>::operator--: attempted to decrement iterator past the "
                        "begining of the string.");
@@ -68,8 +64,7 @@ TEST(TConstCodePointIterator, WalksForwardAndBackByCodePoints) {
 
 TEST(TConstCodePointIterator, CreateFromIndexChecksTheUnit) {
     const TStringCore s(u"a\U0001F600bc");
-    EXPECT_TRUE(Iterator::createFromIndex(s, -1, 4).isEnd());
-    EXPECT_TRUE(Iterator::createFromIndex(s, 5, 4).isEnd());
+    EXPECT_TRUE(Iterator::createFromIndex(s, -1, 4).isEnd() && Iterator::createFromIndex(s, 5, 4).isEnd());
     const Iterator nextToLast = Iterator::createFromIndex(s, -2, 7);
     EXPECT_EQ(std::pair(nextToLast.position(), nextToLast.index()), std::pair(3, 7));
     EXPECT_EQ(Iterator::createFromIndex(s, 0, 9).index(), 0);
@@ -178,8 +173,7 @@ TEST(TStringCodePoints, ReplaceAndFillWriteOneUnitPerCodePoint) {
         EXPECT_EQ(text(same), u"a\U0001F600b");
     }
     TStringCore viaEnd(u"ab");
-    viaEnd.replace(viaEnd.codepoint_cend(), 1, u'x');
-    EXPECT_EQ(text(viaEnd), u"ab");
+    EXPECT_EQ(text(viaEnd.replace(viaEnd.codepoint_cend(), 1, u'x')), u"ab");
 
     TStringCore filled(u"\U0001F600c");
     EXPECT_EQ(text(filled.fill(u'y')), u"yy");
@@ -193,8 +187,7 @@ TEST(TStringCodePoints, EditingAndSubstringsAtIterators) {
     EXPECT_TRUE(s.mid(s.codepoint_cbegin(), -2).isEmpty());
     const Iterator c(s, 1), d(s, 2);
     EXPECT_EQ(text(s.mid(c, d)), u"c");
-    EXPECT_TRUE(s.mid(d, c).isEmpty());
-    EXPECT_TRUE(s.mid(c, c).isEmpty());
+    EXPECT_TRUE(s.mid(d, c).isEmpty() && s.mid(c, c).isEmpty());
     EXPECT_EQ(text(s.mid(c, s.codepoint_cend())), u"cd");
 
     const TStringCore longer = letters(20);

@@ -119,7 +119,6 @@ TEST(TStringStorage, PoliciesKeepGrowOrShrinkTheCapacity) {
 
     EXPECT_EQ(shortText.calculateCapacityToDefault(14), 15);
     EXPECT_EQ(shortText.calculateCapacityToDefault(20), 26);
-    EXPECT_EQ(block.calculateCapacityToDefault(3), 42);
     EXPECT_EQ(block.calculateCapacityToDefault(41), 42);
     EXPECT_EQ(block.calculateCapacityToDefault(42), 58);
 
@@ -160,6 +159,16 @@ TEST(TStringStorage, ResizeMovesInlineTextToABlockButNeverBack) {
     s.changeCapacityOfLongString(15);
     EXPECT_TRUE(isInline(s));
     EXPECT_EQ(text(s), text(letters(14)));
+
+    // Squeezing a shared short text gives a private block of fifteen.
+    TStringCore original = longString(5, 26), copy = original;
+    copy.squeeze();
+    EXPECT_TRUE(!isInline(copy) && !copy.isShared() && copy.capacity() == 15 && text(copy) == u"xxxxx");
+    EXPECT_EQ(original.capacity(), 26);
+
+    original.squeeze(); // unshared now: back inline
+    EXPECT_TRUE(isInline(original));
+    EXPECT_EQ(text(original), u"xxxxx");
 }
 
 TEST(TStringStorage, NegativeSizesAndCapacitiesAreRejectedWithTheirMessages) {
@@ -185,24 +194,15 @@ TEST(TStringStorage, NegativeSizesAndCapacitiesAreRejectedWithTheirMessages) {
 }
 
 TEST(TStringStorage, WritableAccessDetachesAndReadOnlyAccessDoesNot) {
-    using Access = void (*)(TStringCore&);
-    const Access writers[] = {
-        [](TStringCore& s) { (void)s.str(); },
-        [](TStringCore& s) { (void)s.data(); },
-        [](TStringCore& s) { (void)s.begin(); },
-        [](TStringCore& s) { (void)s.end(); },
-        [](TStringCore& s) { (void)s.front(); },
-        [](TStringCore& s) { (void)s.back(); },
-        [](TStringCore& s) { (void)s.rbegin(); },
-        [](TStringCore& s) { (void)s.rend(); },
-        [](TStringCore& s) { (void)s[0]; },
-        [](TStringCore& s) { (void)s[0ul]; },
-        [](TStringCore& s) { s.detach(); },
-        [](TStringCore& s) { s.resize(s.size()); },
-        [](TStringCore& s) { s.changeCapacity(3, TStringManager::ToDefault); },
-        [](TStringCore& s) { s.reserve(10); }, // a fitting capacity still means a private block
-    };
-    for (Access access : writers)
+    // A fitting capacity in reserve still means a private block.
+    for (auto access : {+[](TStringCore& s) { (void)s.str(); }, +[](TStringCore& s) { (void)s.data(); },
+                        +[](TStringCore& s) { (void)s.begin(); }, +[](TStringCore& s) { (void)s.end(); },
+                        +[](TStringCore& s) { (void)s.front(); }, +[](TStringCore& s) { (void)s.back(); },
+                        +[](TStringCore& s) { (void)s.rbegin(); }, +[](TStringCore& s) { (void)s.rend(); },
+                        +[](TStringCore& s) { (void)s[0]; }, +[](TStringCore& s) { (void)s[0ul]; },
+                        +[](TStringCore& s) { s.detach(); }, +[](TStringCore& s) { s.resize(s.size()); },
+                        +[](TStringCore& s) { s.reserve(10); },
+                        +[](TStringCore& s) { s.changeCapacity(3, TStringManager::ToDefault); }})
         EXPECT_TRUE(detaches(access));
 
     EXPECT_FALSE(detaches([](TStringCore& s) {
@@ -244,22 +244,7 @@ TEST(TStringStorage, DetachingPicksTheCapacityOfTheWrite) {
     EXPECT_NE(copy.constData(), before);
 }
 
-TEST(TStringStorage, SqueezingASharedShortTextGivesAPrivateBlockOfFifteen) {
-    TStringCore original = longString(5, 26);
-    TStringCore copy = original;
-    copy.squeeze();
-    EXPECT_FALSE(isInline(copy));
-    EXPECT_FALSE(copy.isShared());
-    EXPECT_EQ(copy.capacity(), 15);
-    EXPECT_EQ(text(copy), u"xxxxx");
-    EXPECT_EQ(original.capacity(), 26);
-
-    original.squeeze(); // unshared now: back inline
-    EXPECT_TRUE(isInline(original));
-    EXPECT_EQ(text(original), u"xxxxx");
-}
-
-TEST(TStringStorage, AssignmentSharesBlocksAndReusesAnUnsharedOne) {
+TEST(TStringStorage, AssignmentSharesBlocksReusesAnUnsharedOneAndSurvivesAliasing) {
     TStringCore target = letters(20);
     char16_t const* block = target.constData();
     target = TStringCore(u"short");
@@ -278,9 +263,7 @@ TEST(TStringStorage, AssignmentSharesBlocksAndReusesAnUnsharedOne) {
     EXPECT_EQ(shortOne.constData(), longOne.constData());
     longOne = shortOne; // already sharing: the count passes through its old value
     EXPECT_TRUE(longOne.isShared());
-}
 
-TEST(TStringStorage, SelfAssignmentAndMovesKeepTheTexts) {
     for (bool isLong : {false, true}) {
         TStringCore s = isLong ? letters(40) : TStringCore(u"short");
         const std::u16string before = text(s);
@@ -292,16 +275,14 @@ TEST(TStringStorage, SelfAssignmentAndMovesKeepTheTexts) {
     }
 
     TStringCore source = letters(40);
-    char16_t const* block = source.constData();
-    TStringCore target(std::move(source));
-    EXPECT_EQ(target.constData(), block);
-    EXPECT_TRUE(source.isEmpty());
-    EXPECT_TRUE(isInline(source));
+    block = source.constData();
+    TStringCore moved(std::move(source));
+    EXPECT_EQ(moved.constData(), block);
+    EXPECT_TRUE(source.isEmpty() && isInline(source));
 
     TStringCore shortSource(u"stays");
-    target = std::move(shortSource);
-    EXPECT_EQ(text(shortSource), u"stays");
-    EXPECT_EQ(text(target), u"stays");
+    moved = std::move(shortSource);
+    EXPECT_EQ(text(shortSource) + text(moved), u"staysstays");
 
     TStringCore a = letters(40), b = a;
     a = std::move(b);
@@ -309,12 +290,11 @@ TEST(TStringStorage, SelfAssignmentAndMovesKeepTheTexts) {
 }
 
 TEST(TStringStorage, FailedAllocationLeavesTheStringAsItWas) {
-    expectFailedWriteLeavesSharing([](TStringCore& s) { s.resize(30); });
-    expectFailedWriteLeavesSharing([](TStringCore& s) { s.resize(0); });
-    expectFailedWriteLeavesSharing([](TStringCore& s) { s.changeCapacity(100, TStringManager::ToSize); });
-    expectFailedWriteLeavesSharing([](TStringCore& s) { s.squeeze(); });
-    expectFailedWriteLeavesSharing([](TStringCore& s) { s.detach(); });
-    expectFailedWriteLeavesSharing([](TStringCore& s) { s.push_back(u'x'); });
+    for (auto write : {+[](TStringCore& s) { s.resize(30); }, +[](TStringCore& s) { s.resize(0); },
+                       +[](TStringCore& s) { s.squeeze(); }, +[](TStringCore& s) { s.detach(); },
+                       +[](TStringCore& s) { s.push_back(u'x'); },
+                       +[](TStringCore& s) { s.changeCapacity(100, TStringManager::ToSize); }})
+        expectFailedWriteLeavesSharing(write);
 
     TStringCore unshared = letters(16), shortText(u"abc");
     {
@@ -330,15 +310,26 @@ TEST(TStringStorage, FailedAllocationLeavesTheStringAsItWas) {
 
 TEST(TStringStorage, LargestSizeAsksForTheLargestBlockAndOneMoreThrowsFirst) {
     using kestal::testing::FailingRealloc;
-    TStringCore s(u"abc");
+    TStringCore s(u"ab");
     ScopedRealloc failing(kestal::testing::kHugeBlock);
-    expectStringException<OutOfMemoryException>([&] { s.resize(0x7FFFFFF7); }, u"Out of memory");
-    EXPECT_EQ(FailingRealloc::lastFailedSize, 4'294'967'292u);
-    FailingRealloc::failures = 0;
-    expectStringException<CapacityException>([&] { s.resize(0x7FFFFFF8); }, u"String capacity overflow.");
-    expectStringException<CapacityException>([&] { s.reserve(0x7FFFFFF8); }, u"String capacity overflow.");
+    // One unit past the largest size, by every way of growing: refused before any allocation.
+    for (auto grow :
+         {+[](TStringCore& t) { t.resize(0x7FFFFFF8); }, +[](TStringCore& t) { t.reserve(0x7FFFFFF8); },
+          +[](TStringCore& t) { t.append(u"x", 0x7FFFFFF6); },
+          +[](TStringCore& t) { t.insert(1, u"x", 0x7FFFFFFF); },
+          +[](TStringCore& t) { t.prepend(u"x", 0x7FFFFFF6); },
+          +[](TStringCore& t) { t.assign(u'x', 0x7FFFFFF8); },
+          +[](TStringCore& t) { t.replace(1, 0, u"x", 0x7FFFFFFF); }})
+        expectStringException<CapacityException>([&] { grow(s); }, u"String capacity overflow.");
     EXPECT_EQ(FailingRealloc::failures, 0);
-    EXPECT_EQ(text(s), u"abc");
+    // The largest size itself is legal and reaches the allocator, which fails here.
+    for (auto grow : {+[](TStringCore& t) { t.resize(0x7FFFFFF7); },
+                      +[](TStringCore& t) { t.append(u"x", 0x7FFFFFF5); }}) {
+        FailingRealloc::lastFailedSize = 0;
+        expectStringException<OutOfMemoryException>([&] { grow(s); }, u"Out of memory");
+        EXPECT_EQ(FailingRealloc::lastFailedSize, 4'294'967'292u);
+    }
+    EXPECT_EQ(text(s), u"ab");
 }
 
 TEST(TStringStorage, ExceptionsKeepTheirClassAndStayOutsideStdException) {
