@@ -14,6 +14,7 @@
 #include <kestal/TStringManager.h>
 #include <string>
 #include <string_view>
+#include <vector>
 
 class KESTAL_API TStringCore : public TStringManager {
 public:
@@ -377,6 +378,165 @@ public:
     /// The same with the argument's size; an empty argument is false.
     bool startsWith(TStringCore const& other, CaseSensitivity cs = CaseSensitive) const noexcept;
     bool endsWith(TStringCore const& other, CaseSensitivity cs = CaseSensitive) const noexcept;
+
+    // ---- Editing ----
+    // Edits by value rather than by position. Each member detaches a shared string only when it
+    // changes the text, unless said otherwise; in-place edits allocate nothing after the detach, and
+    // those that build a new text leave this string unchanged when that fails. Zero-terminated
+    // arguments raise CapacityException at 0x7FFFFFF8 units; allocation failures raise as resize.
+    // The char forms widen by plain conversion: a negative char becomes a unit from 0xFF80.
+
+    /// Removes white space (TCType::isSpace) from the end, then from the start. An empty or
+    /// all-space result from the start gives up the storage; a cut at the end keeps the capacity.
+    TStringCore& trim();
+    TStringCore& trimLeft();
+    /// Surrogate pairs are never trimmed; a lone low surrogate behind a space goes with it.
+    TStringCore& trimRight();
+    /// Removes copies of `unit` from both ends. At the start the zero unit empties the whole
+    /// string (storage given up) when it comes first, and changes nothing otherwise.
+    TStringCore& trim(char16_t unit);
+    TStringCore& trimLeft(char16_t unit);
+    TStringCore& trimRight(char16_t unit);
+    TStringCore& trim(char unit) { return trim(static_cast<char16_t>(unit)); }
+    TStringCore& trimLeft(char unit) { return trimLeft(static_cast<char16_t>(unit)); }
+    TStringCore& trimRight(char unit) { return trimRight(static_cast<char16_t>(unit)); }
+    /// Removes characters of the zero-terminated `set` (a pair in it is one character) from both
+    /// ends. A null or empty set changes nothing at the end; at the start a zero unit in the text
+    /// ends it, and a string that is all set up to there (or starts with a zero unit) is emptied.
+    TStringCore& trim(char16_t const* set);
+    TStringCore& trimLeft(char16_t const* set);
+    TStringCore& trimRight(char16_t const* set);
+    /// As the pointer forms with the set's units up to its first zero, except that the start is
+    /// trimmed by the string's size, a zero unit in the text being an ordinary character.
+    TStringCore& trim(TStringCore const& set);
+    TStringCore& trimLeft(TStringCore const& set);
+    TStringCore& trimRight(TStringCore const& set);
+    /// A trimmed copy.
+    TStringCore trimmed() const;
+
+    /// Removes every `unit`. The compaction stops at the first zero unit behind the first hit and
+    /// cuts the string there; with no hit nothing changes.
+    TStringCore& removeAll(char16_t unit);
+    /// Removes the occurrences of `length` units of `text` (negative: zero-terminated) from left to
+    /// right; text that a removal brings together is not looked at again. Null or empty: no change.
+    TStringCore& removeAll(char16_t const* text, int length = -1, CaseSensitivity cs = CaseSensitive);
+    TStringCore& removeAll(TStringCore const& text, CaseSensitivity cs = CaseSensitive);
+    /// Removes every character of the zero-terminated `set` from `start` on (negative: no change);
+    /// a set with a surrogate pair compares code points and cuts the text at its first zero unit.
+    TStringCore& removeAnyOf(char16_t const* set, int start = 0);
+    TStringCore& removeAnyOf(TStringCore const& set, int start = 0);
+    /// The same on a zero-terminated buffer; returns the new length. When a set with a unit of
+    /// 0x80 or above removed something, the unit at the new length is '0', not a terminator.
+    static int removeAnyOf(char16_t* text, char16_t const* set, int start);
+
+    /// Replaces every unit `before` by `after`, pairs not considered.
+    TStringCore& replace(char16_t before, char16_t after);
+    /// replaceCount(&before, 1, after's text, after's size, CaseSensitive).
+    TStringCore& replace(char16_t before, TStringCore const& after);
+    /// replaceCount with these arguments.
+    TStringCore& replace(char16_t const* before, int beforeLength, char16_t const* after, int afterLength,
+                         CaseSensitivity cs = CaseSensitive);
+    TStringCore& replace(TStringCore const& before, TStringCore const& after,
+                         CaseSensitivity cs = CaseSensitive);
+    /// Replaces the non-overlapping occurrences of `beforeLength` units of `before` (below 1: none)
+    /// by `afterLength` units of `after` (negative: zero-terminated; null: nothing, or, at equal
+    /// lengths, matches only counted). Returns the count. Linear in the text and pattern.
+    int replaceCount(char16_t const* before, int beforeLength, char16_t const* after, int afterLength,
+                     CaseSensitivity cs = CaseSensitive);
+    /// Replaces each character of the zero-terminated `set` from `start` on by `replacement`; a pair
+    /// becomes one unit. Always detaches a shared string. A set with characters beyond what an ASCII
+    /// replacement overwrites in place cuts the text at its first zero unit.
+    TStringCore& replaceAnyOf(char16_t const* set, char16_t replacement, int start = 0);
+    TStringCore& replaceAnyOf(TStringCore const& set, char16_t replacement, int start = 0);
+    /// The same on a zero-terminated buffer; returns the new length.
+    static int replaceAnyOf(char16_t* text, char16_t const* set, char16_t replacement, int start);
+
+    /// `width` units (negative: 0): the text followed (left) or preceded (right) by `fill`. A
+    /// longer text is cut to its first `width` units when `truncate`, else returned whole, shared;
+    /// so is a text of exactly `width`. Counts are units: a cut may split a pair.
+    TStringCore leftJustified(int width, char16_t fill = u' ', bool truncate = false) const;
+    TStringCore rightJustified(int width, char16_t fill = u' ', bool truncate = false) const;
+    /// `times` copies of the text; below 1 empty, 1 a shared copy. The size is multiplied in 32
+    /// bits: an overflow raises Exception or CapacityException.
+    TStringCore repeated(int times) const;
+    /// Reverses the units, keeping each surrogate pair (and each neighbouring pair of units from
+    /// U+F800 up, by the same mask test) in its order.
+    void reverse();
+    TStringCore reversed() const;
+
+    /// CR LF, LF CR and runs of CR become one LF (Unicode::normalizeLineEndings).
+    TStringCore& dosToUnix();
+    TStringCore& toNativeLineEndings() { return dosToUnix(); }
+    /// The same on a zero-terminated buffer; returns the new length.
+    static int dosToUnix(char16_t* text);
+    /// Each line ending, grouped as dosToUnix groups them, becomes CR LF (Unicode::unixToDos).
+    TStringCore& unixToDos();
+
+    /// Full case mapping by ICU in its default locale: the length may change (U+00DF gives SS).
+    TStringCore toLower() const;
+    TStringCore toUpper() const;
+
+    // ---- Splitting and joining ----
+    // Cutting into pieces and putting together. Results are new strings (parts copied, never
+    // shared with the source); the source is not changed. Zero-terminated arguments raise
+    // CapacityException at 0x7FFFFFF8 units; allocation failures raise as resize.
+
+    /// Whether empty parts are delivered. split reads any value but 0 as SkipEmpty; tokenize and
+    /// splitOnAny read any value but 1 as KeepEmpty.
+    enum SplitBehavior : int { KeepEmpty = 0, SkipEmpty = 1 };
+    /// Bits of section; combine with |.
+    enum SectionFlags : int {
+        SkipEmptySections = 1,         ///< empty fields do not count
+        IncludeLeadingSeparator = 2,   ///< keep the separator in front of the first field
+        IncludeTrailingSeparator = 4,  ///< keep the separator behind the last field
+        CaseInsensitiveSeparators = 8, ///< find the separator with case folding
+    };
+    friend constexpr SectionFlags operator|(SectionFlags a, SectionFlags b) noexcept {
+        return static_cast<SectionFlags>(static_cast<int>(a) | static_cast<int>(b));
+    }
+
+    /// The parts between units equal to `separator` (compared as units).
+    std::vector<TStringCore> split(char16_t separator, SplitBehavior behavior = KeepEmpty) const;
+    /// The same on `length` units of `text`. A negative length reads to the first zero unit, but the
+    /// last part then counts as empty for SkipEmpty and is dropped.
+    static std::vector<TStringCore> split(char16_t const* text, int length, char16_t separator,
+                                          SplitBehavior behavior);
+    /// The parts between occurrences of the zero-terminated `separator`; a null or empty one gives
+    /// no parts at all.
+    std::vector<TStringCore> split(char16_t const* separator, SplitBehavior behavior = KeepEmpty,
+                                   CaseSensitivity cs = CaseSensitive) const;
+    std::vector<TStringCore> split(TStringCore const& separator, SplitBehavior behavior = KeepEmpty,
+                                   CaseSensitivity cs = CaseSensitive) const;
+    /// The same on `length` units of `text`; a negative length gives the text up to its first zero
+    /// unit as one part for KeepEmpty, and nothing for SkipEmpty.
+    static std::vector<TStringCore> split(char16_t const* text, int length, char16_t const* separator,
+                                          SplitBehavior behavior, CaseSensitivity cs);
+    /// Every token of tokenize from position 0 on. A null set counts as empty: the whole text is
+    /// one token.
+    std::vector<TStringCore> splitOnAny(char16_t const* set, SplitBehavior behavior = KeepEmpty) const;
+    std::vector<TStringCore> splitOnAny(TStringCore const& set, SplitBehavior behavior = KeepEmpty) const;
+    /// The token at `position` up to the next character of the zero-terminated `set` (pairs found
+    /// whole); `position` moves one unit past that delimiter, or to -1 after the last token. A
+    /// null set or negative position gives the empty string, `position` unchanged.
+    TStringCore tokenize(char16_t const* set, int& position, SplitBehavior behavior = KeepEmpty) const;
+    TStringCore tokenize(TStringCore const& set, int& position, SplitBehavior behavior = KeepEmpty) const;
+    /// Fields `first` to `last` (negative: from the end) between separators, separators between
+    /// them included; empty when either is out of range. A `first` above `last` gives the text from
+    /// field `first` to the first zero unit. Builds only the result.
+    TStringCore section(char16_t separator, int first, int last = -1, SectionFlags flags = {}) const;
+    TStringCore section(char16_t const* separator, int first, int last = -1, SectionFlags flags = {}) const;
+    /// The same on `length` units of `text` (negative: zero-terminated); a null or empty text or
+    /// separator gives the empty string.
+    static TStringCore section(char16_t const* text, int length, char16_t const* separator, int first,
+                               int last, SectionFlags flags);
+    /// The head of the string up to the first character not in (spanIncluding) or in
+    /// (spanExcluding) the zero-terminated `set`; the whole string, shared, if there is none.
+    TStringCore spanIncluding(char16_t const* set) const;
+    TStringCore spanExcluding(char16_t const* set) const;
+    /// The parts with `separator` between them, in one allocation; one part is returned shared.
+    /// Raises CapacityException when the result would reach 0x7FFFFFF8 units.
+    static TStringCore join(std::vector<TStringCore> const& parts, char16_t separator);
+    static TStringCore join(std::vector<TStringCore> const& parts, TStringCore const& separator);
 
 protected:
     TStringCore& appendHandleSelf(char16_t const* text, int length);

@@ -1,0 +1,236 @@
+// Removing and replacing by unit, by pattern and by set. Each search runs on the shared text first,
+// so that an edit that finds nothing leaves a shared string shared. The edits then work in place,
+// moving each kept run down as one block; only a replacement of another length builds a second
+// string, and that is moved in at the end.
+#include "kestal/strings/Kmp.h"
+#include "kestal/strings/SetSearch.h"
+
+#include <algorithm>
+#include <kestal/TStringCore.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+using kestal::strings::readCodePoint;
+
+namespace {
+
+// Moves the kept run [from, to) down to `out`; returns the new end of the kept text.
+int keepRun(char16_t* text, int out, int from, int to) noexcept {
+    if (to <= from) return out;
+    if (out != from) std::copy(text + from, text + to, text + out);
+    return out + (to - from);
+}
+
+// Drops the units in [start, end) for which `drop` holds; returns the kept length.
+template <class Drop>
+int compactUnits(char16_t* text, int end, int start, Drop drop) {
+    int out = start, run = start;
+    for (int i = start; i < end; ++i) {
+        if (!drop(text[i])) continue;
+        out = keepRun(text, out, run, i);
+        run = i + 1;
+    }
+    return keepRun(text, out, run, end);
+}
+
+// Walks the code points from `start` to the first zero unit. Each one that `isMember` accepts is
+// dropped, or replaced by `replacement` when there is one; the result is zero-terminated and its
+// length returned.
+template <class IsMember>
+int rewriteCodePoints(char16_t* text, int start, IsMember isMember, char16_t const* replacement) {
+    int out = start, run = start, i = start;
+    for (int units = 0; text[i]; i += units) {
+        if (!isMember(readCodePoint(text + i, units))) continue;
+        out = keepRun(text, out, run, i);
+        if (replacement) text[out++] = *replacement;
+        run = i + units;
+    }
+    out = keepRun(text, out, run, i);
+    text[out] = 0;
+    return out;
+}
+
+auto memberOf(std::vector<char32_t> const& members) {
+    return [&members](char32_t c) { return std::find(members.begin(), members.end(), c) != members.end(); };
+}
+
+bool holdsPair(char16_t const* set, int setSize) noexcept {
+    for (int i = 0; i + 1 < setSize; ++i)
+        if (set[i] >= 0xD800 && set[i] <= 0xDBFF && set[i + 1] >= 0xDC00 && set[i + 1] <= 0xDFFF) return true;
+    return false;
+}
+
+// removeAnyOf on `length` units of a zero-terminated buffer; returns the new length.
+int removeAnyOfUnits(char16_t* text, int length, char16_t const* set, int start) {
+    if (!text || !set || start < 0 || set[0] == 0 || start >= length) return length;
+    const int setSize = TStringCore::length(set);
+    if (holdsPair(set, setSize))
+        return rewriteCodePoints(text, start, memberOf(kestal::strings::codePointsOf(set, setSize)), nullptr);
+    int kept = 0;
+    char16_t end = 0;
+    if (setSize == 1) {
+        kept = compactUnits(text, length, start, [unit = set[0]](char16_t u) { return u == unit; });
+    } else if (std::any_of(set, set + setSize, [](char16_t u) { return u >= 0x80; })) {
+        kept = compactUnits(text, length, start, [set, setSize](char16_t u) {
+            return std::find(set, set + setSize, u) != set + setSize;
+        });
+        end = u'0'; // kept as it is: this method has always marked the new end so, not with a zero
+    } else {
+        const kestal::strings::AsciiSet members(set);
+        kept = compactUnits(text, length, start, [&members](char16_t u) { return members.contains(u); });
+    }
+    if (kept < length) text[kept] = end;
+    return kept;
+}
+
+// replaceAnyOf on `length` units of a zero-terminated buffer; returns the new length.
+int replaceAnyOfUnits(char16_t* text, int length, char16_t const* set, char16_t replacement, int start) {
+    if (!text || !set || start < 0 || start >= length || set[0] == 0) return length;
+    char16_t const* rest = set;
+    if (replacement < 0x80) {
+        // The set's leading ASCII units are overwritten in place, over the whole length.
+        while (*rest && *rest < 0x80)
+            ++rest;
+        const kestal::strings::AsciiSet leading(set, static_cast<int>(rest - set));
+        for (int i = start; i < length; ++i)
+            if (leading.contains(text[i])) text[i] = replacement;
+        if (*rest == 0) return length;
+    }
+    // The rest by code points, up to the text's first zero unit: a pair becomes one unit.
+    const std::vector<char32_t> members = kestal::strings::codePointsOf(rest, TStringCore::length(rest));
+    return rewriteCodePoints(text, start, memberOf(members), &replacement);
+}
+
+} // namespace
+
+// ---- Removing ----------------------------------------------------------------------------------
+
+TStringCore& TStringCore::removeAll(char16_t unit) {
+    const int first = indexOf(unit, 0);
+    if (first < 0) return *this;
+    char16_t* text = str();
+    // Kept as it is: the compaction ends at the first zero unit behind the hit and cuts there.
+    int end = first + 1;
+    while (text[end] != 0)
+        ++end;
+    TStringManager::resize(compactUnits(text, end, first, [unit](char16_t u) { return u == unit; }));
+    return *this;
+}
+
+TStringCore& TStringCore::removeAll(char16_t const* text, int length, CaseSensitivity cs) {
+    if (!text || length == 0) return *this;
+    if (length < 0 && (length = TStringCore::length(text)) == 0) return *this;
+    const int n = size();
+    int hit = findStr(constData(), n, text, length, 0, cs);
+    if (hit < 0) return *this;
+    // The search goes on behind each removed match, so text that a removal brings together is not
+    // looked at again; the units from there on are still the original ones.
+    char16_t* units = str();
+    int out = 0, run = 0;
+    for (; hit >= 0; hit = findStr(units, n, text, length, run, cs)) {
+        out = keepRun(units, out, run, hit);
+        run = std::min(hit + length, n);
+    }
+    TStringManager::resize(keepRun(units, out, run, n));
+    return *this;
+}
+
+TStringCore& TStringCore::removeAll(TStringCore const& text, CaseSensitivity cs) {
+    return removeAll(text.constData(), text.size(), cs);
+}
+
+TStringCore& TStringCore::removeAnyOf(char16_t const* set, int start) {
+    if (isShared() && (start = findOneOf(set, start)) < 0) return *this;
+    const int n = size();
+    const int kept = removeAnyOfUnits(str(), n, set, start);
+    if (kept < n) TStringManager::resize(std::max(kept, 0));
+    return *this;
+}
+
+TStringCore& TStringCore::removeAnyOf(TStringCore const& set, int start) {
+    const TStringCore held(set); // the set stays intact when it is this very string
+    return removeAnyOf(held.constData(), start);
+}
+
+int TStringCore::removeAnyOf(char16_t* text, char16_t const* set, int start) {
+    return removeAnyOfUnits(text, length(text), set, start);
+}
+
+// ---- Replacing ---------------------------------------------------------------------------------
+
+TStringCore& TStringCore::replace(char16_t before, char16_t after) {
+    const int first = indexOf(before, 0);
+    if (first < 0) return *this;
+    char16_t* text = str();
+    std::replace(text + first, text + size(), before, after);
+    return *this;
+}
+
+TStringCore& TStringCore::replace(char16_t before, TStringCore const& after) {
+    replaceCount(&before, 1, after.constData(), after.size(), CaseSensitive);
+    return *this;
+}
+
+TStringCore& TStringCore::replace(char16_t const* before, int beforeLength, char16_t const* after,
+                                  int afterLength, CaseSensitivity cs) {
+    replaceCount(before, beforeLength, after, afterLength, cs);
+    return *this;
+}
+
+TStringCore& TStringCore::replace(TStringCore const& before, TStringCore const& after, CaseSensitivity cs) {
+    replaceCount(before.constData(), before.size(), after.constData(), after.size(), cs);
+    return *this;
+}
+
+int TStringCore::replaceCount(char16_t const* before, int beforeLength, char16_t const* after,
+                              int afterLength, CaseSensitivity cs) {
+    if (beforeLength < 1) return 0;
+    std::vector<int> prefix;
+    kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
+    const int n = size();
+    // Matches never overlap: each search starts behind the last match.
+    auto next = [&](int from) {
+        const int at =
+            kestal::strings::kmpMatch(constData() + from, n - from, before, beforeLength, prefix, cs);
+        return at < 0 ? -1 : from + at;
+    };
+    int hit = next(0);
+    if (hit < 0) return 0;
+    int count = 0;
+    if (afterLength == beforeLength) {
+        // In place; a null replacement only counts, and then nothing is detached.
+        char16_t* text = after ? str() : nullptr;
+        for (; hit >= 0; hit = next(hit + beforeLength), ++count)
+            if (text)
+                std::char_traits<char16_t>::move(text + hit, after, static_cast<std::size_t>(afterLength));
+        return count;
+    }
+    TStringCore result;
+    result.reserve(n);
+    char16_t const* text = constData();
+    int done = 0;
+    for (; hit >= 0; hit = next(done), ++count) {
+        result.append(text + done, hit - done);
+        result.append(after, afterLength);
+        done = hit + beforeLength;
+    }
+    result.append(text + done, n - done);
+    *this = std::move(result);
+    return count;
+}
+
+TStringCore& TStringCore::replaceAnyOf(char16_t const* set, char16_t replacement, int start) {
+    const int n = size();
+    TStringManager::resize(std::max(replaceAnyOfUnits(str(), n, set, replacement, start), 0));
+    return *this;
+}
+
+TStringCore& TStringCore::replaceAnyOf(TStringCore const& set, char16_t replacement, int start) {
+    const TStringCore held(set);
+    return replaceAnyOf(held.constData(), replacement, start);
+}
+
+int TStringCore::replaceAnyOf(char16_t* text, char16_t const* set, char16_t replacement, int start) {
+    return replaceAnyOfUnits(text, length(text), set, replacement, start);
+}
