@@ -538,6 +538,95 @@ public:
     static TStringCore join(std::vector<TStringCore> const& parts, char16_t separator);
     static TStringCore join(std::vector<TStringCore> const& parts, TStringCore const& separator);
 
+    // ---- Numbers ----
+    // Integers to text in bases 2 to 36 (digits 0-9, a-z) and 64 (A-Z, a-z, 0-9, +, /), padded
+    // to `width` with `fill` and never cut; doubles through the C library's snprintf, then tidied.
+    // Text to numbers: the to... members clear errno, leave ERANGE or EINVAL on failure, and set
+    // *ok (when given) true only for a number in range followed by nothing but white space. The
+    // C library parts follow the process's locale.
+
+    /// Decimal with a leading '-'; under a '0' fill the zeros stand between the sign and the digits.
+    /// Any other base renders the 64-bit two's complement pattern, so -1 in base 16 is sixteen 'f'.
+    /// Raises Exception for a base outside 2..36 other than 64.
+    static TStringCore number(long long value, int base = 10, int width = 0, char16_t fill = u' ');
+    static TStringCore number(long value, int base = 10, int width = 0, char16_t fill = u' ') {
+        return number(static_cast<long long>(value), base, width, fill);
+    }
+    static TStringCore number(int value, int base = 10, int width = 0, char16_t fill = u' ') {
+        return number(static_cast<long long>(value), base, width, fill);
+    }
+    static TStringCore number(short value, int base = 10, int width = 0, char16_t fill = u' ') {
+        return number(static_cast<long long>(value), base, width, fill);
+    }
+    /// The digits of `value`, `fill` in front up to `width`. Raises Exception for a base outside
+    /// 2..36 other than 64.
+    static TStringCore number(unsigned long long value, int base = 10, int width = 0, char16_t fill = u' ');
+    static TStringCore number(unsigned long value, int base = 10, int width = 0, char16_t fill = u' ') {
+        return number(static_cast<unsigned long long>(value), base, width, fill);
+    }
+    static TStringCore number(unsigned int value, int base = 10, int width = 0, char16_t fill = u' ') {
+        return number(static_cast<unsigned long long>(value), base, width, fill);
+    }
+    static TStringCore number(unsigned short value, int base = 10, int width = 0, char16_t fill = u' ') {
+        return number(static_cast<unsigned long long>(value), base, width, fill);
+    }
+    /// snprintf with `format` (e, f, g, E, F, G; anything else is f) and `precision` (negative: 6),
+    /// cut at 1023 units. "nan", "inf", "-inf" for the specials; no '-' on a value that prints as
+    /// zero. `compact` strips trailing zeros down to ".0" (f, e; at precision 0 f loses the
+    /// integer's own trailing zeros too) or adds ".0" where g printed no point.
+    static TStringCore number(double value, char format = 'g', int precision = 6, bool compact = false);
+    /// Lower-case hexadecimal of the address, padded to 16 digits if `pad`, after "0x" if `prefix`.
+    static TStringCore pointer(void const* p, bool prefix = true, bool pad = true);
+
+    /// *this = number(value, base). Raises as number.
+    TStringCore& setNum(long long value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(long value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(int value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(short value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(unsigned long long value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(unsigned long value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(unsigned int value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(unsigned short value, int base = 10) { return *this = number(value, base); }
+    TStringCore& setNum(double value, char format = 'g', int precision = 6, bool compact = false) {
+        return *this = number(value, format, precision, compact);
+    }
+
+    /// The integer at the head of the text up to its first zero unit, after white space and one
+    /// sign. Base 0 reads a "0x" prefix as 16, a leading 0 as 8, else 10; base 16 skips "0x".
+    /// Digits 0-9 are taken in every base. Out of range: the nearest bound, ERANGE. No digits: 0,
+    /// EINVAL. Raises Exception for a base outside 2..36 other than 0.
+    short toShort(bool* ok = nullptr, int base = 10) const;
+    int toInt(bool* ok = nullptr, int base = 10) const;
+    long toLong(bool* ok = nullptr, int base = 10) const;
+    long long toLongLong(bool* ok = nullptr, int base = 10) const;
+    /// As toInt with the unsigned bounds. toULong and toULongLong take a '-' as 64-bit negation
+    /// ("-1" is all ones, *ok true); the narrower ones then report the maximum and ERANGE.
+    unsigned short toUShort(bool* ok = nullptr, int base = 10) const;
+    unsigned int toUInt(bool* ok = nullptr, int base = 10) const;
+    unsigned long toULong(bool* ok = nullptr, int base = 10) const;
+    unsigned long long toULongLong(bool* ok = nullptr, int base = 10) const;
+    /// The trimmed text, case ignored, through strtod; also "inf", "inf.0", "infinity" with a sign
+    /// and "nan" followed by letters, digits or '_'. Subnormal results become +0.0. A failing
+    /// strtod's value stands (*ok false, errno as strtod left it); junk behind a spelled-out value
+    /// gives 0.0 and ERANGE, white space behind it keeps the value with *ok false.
+    double toDouble(bool* ok = nullptr) const;
+    /// toDouble narrowed to float; out of float's range is an infinity with *ok true.
+    float toFloat(bool* ok = nullptr) const;
+
+    /// Units at the head of the text that form an integer in `base`, sign (decimal only) or "0x"
+    /// prefix (base 16) included; 0 if there is no digit. Digits are held to the base. Base 0
+    /// picks 8, 10 or 16 from the first two units. Raises Exception for a bad base, and for base 0
+    /// on a one-unit text.
+    int leftIntegerLength(int base = 10) const { return leftIntegerLength(constData(), -1, base); }
+    /// The same over `length` units of `text` (negative: to the first zero unit; CapacityException
+    /// at 0x7FFFFFF8).
+    static int leftIntegerLength(char16_t const* text, int length, int base);
+    /// Units at the head of the text that form a decimal floating-point number (sign, digits of any
+    /// script, point, exponent). An exponent without digits is left out unless the text ends there.
+    int leftDoubleLength() const { return leftDoubleLength(constData(), -1); }
+    /// The same over `length` units of `text` (negative: to the first zero unit).
+    static int leftDoubleLength(char16_t const* text, int length);
+
 protected:
     TStringCore& appendHandleSelf(char16_t const* text, int length);
     void assignHandleSelf(char16_t const* text, int length);

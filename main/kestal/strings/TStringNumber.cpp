@@ -1,0 +1,195 @@
+// Numbers to text: one integer renderer for every width and base, and the double writer, which
+// takes snprintf's output and tidies its exponent, trailing zeros and sign.
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <kestal/TCType.h>
+#include <kestal/TStringCore.h>
+#include <string_view>
+
+namespace {
+
+constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// Writes the digits of `value` backwards from `end`; returns the first digit. Powers of two take
+// shifts (base 64 with its own alphabet), base 10 a constant divisor the compiler turns into a
+// multiplication.
+char16_t* writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcept {
+    if (base == 10) {
+        do {
+            *--end = static_cast<char16_t>(u'0' + value % 10);
+            value /= 10;
+        } while (value);
+    } else if (std::has_single_bit(base)) {
+        char const* alphabet = base == 64 ? kBase64 : kDigits;
+        const int shift = std::countr_zero(base);
+        do {
+            *--end = static_cast<char16_t>(alphabet[value & (base - 1)]);
+            value >>= shift;
+        } while (value);
+    } else {
+        do {
+            *--end = static_cast<char16_t>(kDigits[value % base]);
+            value /= base;
+        } while (value);
+    }
+    return end;
+}
+
+// The integer renderer behind every number(): the digits of `magnitude`, a '-' if `negative`, and
+// `fill` up to `width`. A '0' fill goes between the sign and the digits, any other in front of the
+// sign. Built straight into the result, so a short number allocates nothing.
+TStringCore renderInteger(std::uint64_t magnitude, bool negative, unsigned base, int width, char16_t fill) {
+    char16_t buffer[64];
+    char16_t* const end = buffer + std::size(buffer);
+    char16_t const* digits = writeDigits(magnitude, base, end);
+    const int digitCount = static_cast<int>(end - digits);
+    const int length = digitCount + (negative ? 1 : 0);
+    const int padding = std::max(width, length) - length;
+
+    TStringCore result;
+    char16_t* out = result.resize(length + padding);
+    if (negative && fill == u'0') *out++ = u'-';
+    out = std::fill_n(out, padding, fill);
+    if (negative && fill != u'0') *out++ = u'-';
+    std::copy(digits, static_cast<char16_t const*>(end), out);
+    return result;
+}
+
+// ---- The double writer's edits, on snprintf's bytes ----
+
+// A text of at most 1023 bytes, with room for the ".0" that the compact form may add.
+struct Rendered {
+    char bytes[1024 + 2];
+    int size = 0;
+
+    std::string_view view() const noexcept { return {bytes, static_cast<std::size_t>(size)}; }
+    void erase(int pos, int count) noexcept {
+        std::memmove(bytes + pos, bytes + pos + count, static_cast<std::size_t>(size - pos - count));
+        size -= count;
+    }
+    void insertPointZero(int pos) noexcept {
+        std::memmove(bytes + pos + 2, bytes + pos, static_cast<std::size_t>(size - pos));
+        bytes[pos] = '.';
+        bytes[pos + 1] = '0';
+        size += 2;
+    }
+    // Index of the first 'e' or 'E' when it is not the first byte, else -1.
+    int exponent() const noexcept {
+        int at = 0;
+        while (at < size && bytes[at] != 'e' && bytes[at] != 'E')
+            ++at;
+        return at == size || at == 0 ? -1 : at;
+    }
+};
+
+bool isDigitByte(char c) noexcept {
+    return c >= '0' && c <= '9';
+}
+
+// Leading zeros of the exponent go until two digits remain; an exponent without excess zeros, or
+// of three significant digits, is left alone.
+void trimExponentZeros(Rendered& text) noexcept {
+    const int letter = text.exponent();
+    if (letter < 0) return;
+    int first = letter + 1;
+    if (first < text.size && (text.bytes[first] == '+' || text.bytes[first] == '-')) ++first;
+    int zeros = 0;
+    while (first + zeros < text.size && text.bytes[first + zeros] == '0')
+        ++zeros;
+    int significant = 0;
+    while (first + zeros + significant < text.size && isDigitByte(text.bytes[first + zeros + significant]))
+        ++significant;
+    if (zeros < 1 || zeros + significant < 3) return;
+    text.erase(first, significant > 1 ? zeros : zeros - (2 - significant));
+}
+
+// Drops the mantissa's trailing zeros, keeping one behind a point.
+void stripTrailingZeros(Rendered& text) noexcept {
+    const int letter = text.exponent();
+    const int mantissaEnd = letter < 0 ? text.size : letter;
+    int last = mantissaEnd - 1;
+    // Kept on purpose: the walk does not look for a point, so at precision 0 it eats the integer's
+    // own zeros ("100" becomes "1"); callers depend on that output.
+    while (last > 0 && text.bytes[last] == '0')
+        --last;
+    const int kept = std::min(text.bytes[last] == '.' ? last + 2 : last + 1, mantissaEnd);
+    text.erase(kept, mantissaEnd - kept);
+}
+
+// A '-' in front of nothing but zeros and points (up to the exponent) goes.
+void dropNegativeZeroSign(Rendered& text) noexcept {
+    if (text.size == 0 || text.bytes[0] != '-') return;
+    for (int i = 1; i < text.size && text.bytes[i] != 'e' && text.bytes[i] != 'E'; ++i)
+        if (text.bytes[i] != '0' && text.bytes[i] != '.') return;
+    // Kept on purpose: a sign with nothing behind it (compact "-0" at precision 0 walked to "-")
+    // counts as a zero too and goes, leaving the empty text.
+    text.erase(0, 1);
+}
+
+TStringCore widened(std::string_view bytes) {
+    TStringCore result;
+    if (bytes.empty()) return result;
+    char16_t* out = result.resize(static_cast<int>(bytes.size()));
+    for (char c : bytes)
+        *out++ = static_cast<unsigned char>(c);
+    return result;
+}
+
+} // namespace
+
+TStringCore TStringCore::number(long long value, int base, int width, char16_t fill) {
+    // Any base but 10 shows the two's complement pattern, whatever the argument's width was.
+    if (base != 10) return number(static_cast<unsigned long long>(value), base, width, fill);
+    const auto bits = static_cast<std::uint64_t>(value);
+    return renderInteger(value < 0 ? 0 - bits : bits, value < 0, 10, width, fill);
+}
+
+TStringCore TStringCore::number(unsigned long long value, int base, int width, char16_t fill) {
+    if (base < 2 || (base > 36 && base != 64)) throw Exception(u"TStringCore::number: base out of range.");
+    return renderInteger(value, false, static_cast<unsigned>(base), width, fill);
+}
+
+TStringCore TStringCore::pointer(void const* p, bool prefix, bool pad) {
+    TStringCore text =
+        number(static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(p)), 16, pad ? 16 : 0, u'0');
+    if (prefix) text.insert(0, u"0x", 2);
+    return text;
+}
+
+TStringCore TStringCore::number(double value, char format, int precision, bool compact) {
+    if (std::isnan(value)) return TStringCore(u"nan");
+    if (std::isinf(value)) return TStringCore(value < 0 ? u"-inf" : u"inf");
+    if (std::string_view("eEfFgG").find(format) == std::string_view::npos) format = 'f';
+    if (precision < 0) precision = 6;
+
+    char pattern[] = "%.*f";
+    pattern[3] = format;
+    Rendered text;
+    const int written = std::snprintf(text.bytes, 1024, pattern, precision, value);
+    text.size = written < 1 ? 0 : std::min(written, 1023);
+
+    trimExponentZeros(text);
+    const bool general = format == 'g' || format == 'G';
+    // A text ending in a letter (as a locale might spell something) is not made compact.
+    const bool endsInLetter =
+        text.size > 0 && TCType::isAlpha32(static_cast<unsigned char>(text.bytes[text.size - 1]));
+    if (compact && text.size > 0 && !endsInLetter) {
+        if (!general) {
+            stripTrailingZeros(text);
+        } else if (text.view().find('.') == std::string_view::npos) {
+            const int letter = text.exponent();
+            text.insertPointZero(letter < 0 ? text.size : letter);
+        }
+    } else if (general) {
+        const int letter = text.exponent();
+        if (letter >= 3 && text.bytes[letter - 2] == '.' && text.bytes[letter - 1] == '0')
+            text.erase(letter - 2, 2);
+    }
+    dropNegativeZeroSign(text);
+    return widened(text.view());
+}

@@ -1,0 +1,321 @@
+// Text to numbers: one integer parser behind every integer to... member, the double reader over
+// strtod with its own infinity and NaN, and the two measures of a number at the head of a text.
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <kestal/TCType.h>
+#include <kestal/TStringCore.h>
+#include <limits>
+#include <string>
+#include <string_view>
+
+namespace {
+
+// TCType::isSpace with the ASCII answer inline: nearly every number asks, and for ASCII units that
+// are no space the library call would go on into ICU.
+bool isSpaceUnit(char16_t unit) noexcept {
+    return unit < 0x80 ? unit == u' ' || (unit >= u'\t' && unit <= u'\r') : TCType::isSpace(unit);
+}
+
+[[noreturn]] void throwBaseError() {
+    throw TStringCore::Exception(u"TStringCore::parseInteger: base out of range.");
+}
+
+// The value of the unit as a digit of `base` after OR-ing in 0x20 (so upper case reads as lower
+// case), or -1. Kept on purpose: 0-9 are digits in every base ("9" is 9 in base 8), and the
+// control units 0x10-0x19 pass as 0-9 because of the OR.
+int digitValue(char16_t unit, int base) noexcept {
+    const unsigned folded = unit | 0x20u;
+    if (folded >= u'0' && folded <= u'9') return static_cast<int>(folded - u'0');
+    if (folded >= u'a' && folded < u'a' + static_cast<unsigned>(base - 10))
+        return static_cast<int>(folded - u'a') + 10;
+    return -1;
+}
+
+bool hasHexPrefix(char16_t const* s) noexcept {
+    return s[0] == u'0' && (s[1] | 0x20) == u'x';
+}
+
+// The integer parser: reads the zero-terminated text and returns the 64-bit pattern, built
+// negative directly under a '-'. Clears errno and *ok first; see the to... members for the rest.
+std::uint64_t parseInteger(char16_t const* s, int base, bool* ok, int* sign) {
+    if (ok) *ok = false;
+    errno = 0;
+    while (isSpaceUnit(*s))
+        ++s;
+    const bool negative = *s == u'-';
+    if (negative || *s == u'+') ++s;
+    if (sign) *sign = negative ? -1 : 1;
+    if (base == 0) {
+        if (*s == 0) {
+            errno = EINVAL;
+            return 0;
+        }
+        base = hasHexPrefix(s) ? 16 : *s == u'0' ? 8 : 10;
+    } else if (base < 2 || base > 36) {
+        throwBaseError();
+    }
+    if (base == 16 && hasHexPrefix(s)) s += 2;
+
+    const auto radix = static_cast<std::uint64_t>(base);
+    std::uint64_t result = 0;
+    char16_t const* digits = s;
+    for (int digit; (digit = digitValue(*s, base)) >= 0; ++s) {
+        const std::uint64_t old = result;
+        // Unsigned arithmetic: the wraps are the point of the test below.
+        result = negative ? old * radix - static_cast<std::uint64_t>(digit)
+                          : old * radix + static_cast<std::uint64_t>(digit);
+        // Kept on purpose: only a wrap that lands below the old value (above it, when negative) is
+        // seen. One that lands beyond it passes: "23058430092136939520" reads as 2^62 without error.
+        if (negative ? static_cast<std::int64_t>(result) > static_cast<std::int64_t>(old) : result < old) {
+            errno = ERANGE;
+            return negative ? 0 : ~std::uint64_t{0};
+        }
+    }
+    if (s == digits) {
+        errno = EINVAL;
+        return 0;
+    }
+    if (ok) {
+        while (isSpaceUnit(*s))
+            ++s;
+        *ok = *s == 0;
+    }
+    return result;
+}
+
+// The signed members: the parser's pattern, its overflows turned into the 64-bit bounds, then
+// clamped to the type.
+template <class T>
+T toSigned(TStringCore const& text, bool* ok, int base) {
+    int sign = 1;
+    auto value = static_cast<std::int64_t>(parseInteger(text.constData(), base, ok, &sign));
+    if (sign < 0 && errno == ERANGE) {
+        value = std::numeric_limits<std::int64_t>::min();
+    } else if (sign > 0 && value < 0) {
+        errno = ERANGE;
+        value = std::numeric_limits<std::int64_t>::max();
+        if (ok) *ok = false;
+    }
+    if constexpr (sizeof(T) < sizeof(std::int64_t)) {
+        if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max()) {
+            errno = ERANGE;
+            if (ok) *ok = false;
+            return value < 0 ? std::numeric_limits<T>::min() : std::numeric_limits<T>::max();
+        }
+    }
+    return static_cast<T>(value);
+}
+
+// The unsigned members. Kept on purpose: a '-' negates in 64 bits and the full-width members take
+// the pattern as it is ("-1" is all ones, *ok true), while the narrower ones find it too large.
+template <class T>
+T toUnsigned(TStringCore const& text, bool* ok, int base) {
+    const std::uint64_t value = parseInteger(text.constData(), base, ok, nullptr);
+    constexpr std::uint64_t max = std::numeric_limits<T>::max();
+    if (errno == ERANGE || value > max) {
+        errno = ERANGE;
+        if (ok) *ok = false;
+        return static_cast<T>(max);
+    }
+    return static_cast<T>(value);
+}
+
+// Passes over `word` if the text at `p` starts with it.
+bool skipWord(char16_t const*& p, std::u16string_view word) noexcept {
+    for (std::size_t i = 0; i < word.size(); ++i)
+        if (p[i] != word[i]) return false;
+    p += word.size();
+    return true;
+}
+
+// What a spelled-out infinity or NaN gives, by the unit behind it: the end keeps `value`, white
+// space keeps it with *ok false, anything else gives 0.0 with ERANGE.
+double spelledValue(char16_t const* rest, double value, bool* ok) {
+    if (*rest == 0) return value;
+    if (ok) *ok = false;
+    if (isSpaceUnit(*rest)) return value;
+    errno = ERANGE;
+    return 0.0;
+}
+
+constexpr int kStackUnits = 64;
+
+// The double reader on a trimmed, lower-cased, zero-terminated text of `size` units.
+double readDouble(char16_t const* text, int size, bool* ok) {
+    errno = 0;
+    char16_t const* p = text;
+    const bool negative = *p == u'-';
+    if (negative || *p == u'+') ++p;
+    if (skipWord(p, u"inf")) {
+        if (!skipWord(p, u".0")) skipWord(p, u"inity");
+        return spelledValue(p, negative ? -HUGE_VAL : HUGE_VAL, ok);
+    }
+    if (skipWord(p, u"nan")) {
+        while (*p == u'_' || TCType::isAlnum(*p))
+            ++p;
+        // The sign is not kept: every NaN read is the positive quiet one.
+        return spelledValue(p, std::numeric_limits<double>::quiet_NaN(), ok);
+    }
+
+    // strtod reads bytes: a unit above 0xFF becomes '?'.
+    char stackBytes[kStackUnits];
+    std::string heapBytes;
+    char* bytes = stackBytes;
+    if (size >= kStackUnits) {
+        heapBytes.resize(static_cast<std::size_t>(size));
+        bytes = heapBytes.data();
+    }
+    std::transform(text, text + size, bytes,
+                   [](char16_t unit) { return unit < 256 ? static_cast<char>(unit) : '?'; });
+    bytes[size] = 0;
+    char* end = nullptr;
+    double value = std::strtod(bytes, &end);
+    // A subnormal result reads as +0.0, its sign dropped.
+    if (std::fpclassify(value) == FP_SUBNORMAL) value = 0.0;
+    if (ok && (errno != 0 || size == 0 || end != bytes + size)) *ok = false;
+    return value;
+}
+
+} // namespace
+
+short TStringCore::toShort(bool* ok, int base) const {
+    return toSigned<short>(*this, ok, base);
+}
+int TStringCore::toInt(bool* ok, int base) const {
+    return toSigned<int>(*this, ok, base);
+}
+long TStringCore::toLong(bool* ok, int base) const {
+    return toSigned<long>(*this, ok, base);
+}
+long long TStringCore::toLongLong(bool* ok, int base) const {
+    return toSigned<long long>(*this, ok, base);
+}
+unsigned short TStringCore::toUShort(bool* ok, int base) const {
+    return toUnsigned<unsigned short>(*this, ok, base);
+}
+unsigned int TStringCore::toUInt(bool* ok, int base) const {
+    return toUnsigned<unsigned int>(*this, ok, base);
+}
+unsigned long TStringCore::toULong(bool* ok, int base) const {
+    return toUnsigned<unsigned long>(*this, ok, base);
+}
+unsigned long long TStringCore::toULongLong(bool* ok, int base) const {
+    return toUnsigned<unsigned long long>(*this, ok, base);
+}
+
+double TStringCore::toDouble(bool* ok) const {
+    if (ok) *ok = true;
+    // Short ASCII text without 'I' (the one ASCII letter whose lower case depends on the locale)
+    // is trimmed and lowered here on the stack; the rest goes through trimmed() and toLower().
+    char16_t const* text = constData();
+    int begin = 0, end = size();
+    if (end < kStackUnits &&
+        std::all_of(text, text + end, [](char16_t unit) { return unit < 0x80 && unit != u'I'; })) {
+        while (begin < end && isSpaceUnit(text[begin]))
+            ++begin;
+        while (end > begin && isSpaceUnit(text[end - 1]))
+            --end;
+        char16_t lowered[kStackUnits];
+        std::transform(text + begin, text + end, lowered, [](char16_t unit) {
+            return static_cast<char16_t>(unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit);
+        });
+        lowered[end - begin] = 0;
+        return readDouble(lowered, end - begin, ok);
+    }
+    const TStringCore prepared = trimmed().toLower();
+    return readDouble(prepared.constData(), prepared.size(), ok);
+}
+
+float TStringCore::toFloat(bool* ok) const {
+    return static_cast<float>(toDouble(ok));
+}
+
+int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
+    if (!text || length == 0 || text[0] == 0) return 0;
+    if (length < 0) length = TStringCore::length(text);
+    bool decimal = base == 10;
+    if (base == 0 && length >= 2) {
+        // Kept on purpose: with one unit base 0 stays 0 and raises below, stricter than the parser.
+        base = text[0] != u'0' ? 10 : (text[1] | 0x20) == u'x' ? 16 : 8;
+        decimal = base == 10;
+    }
+    if (base < 2 || base > 36) throwBaseError();
+
+    int pos = 0;
+    if (base == 16 && length >= 2 && hasHexPrefix(text))
+        pos = 2;
+    else if (decimal && (text[0] == u'+' || text[0] == u'-'))
+        pos = 1;
+    if (pos >= length) return 0;
+    // Unlike the parser's, a digit here is held to the base.
+    const int start = pos;
+    for (; pos < length; ++pos) {
+        const unsigned folded = text[pos] | 0x20u;
+        const bool digit = base <= 10 ? folded >= u'0' && folded < u'0' + static_cast<unsigned>(base)
+                                      : digitValue(text[pos], base) >= 0;
+        if (!digit) break;
+    }
+    return pos > start ? pos : 0;
+}
+
+int TStringCore::leftDoubleLength(char16_t const* text, int length) {
+    if (!text || length == 0) return 0;
+    int pos = 0;
+    int integerStart = 0, integerEnd = 0, fractionStart = 0, mantissaEnd = 0, exponentStart = 0;
+    auto isSign = [](char16_t unit) { return unit == u'+' || unit == u'-'; };
+    // Each state looks at one unit, consuming it or not. The end of the text stops the walk before
+    // any state: kept on purpose, the tests for missing digits therefore need a unit behind them
+    // (".", "1e" and "1e+" measure whole, ".x" measures 0 and "1ex" 1).
+    for (int state = 0;;) {
+        if (text[pos] == 0 || (length >= 0 && pos >= length)) return pos;
+        const char16_t unit = text[pos];
+        switch (state) {
+        case 0: // sign
+            if (isSign(unit)) ++pos;
+            integerStart = pos;
+            state = 1;
+            break;
+        case 1: // integer digits
+            if (TCType::isDigit(unit)) {
+                ++pos;
+                break;
+            }
+            integerEnd = pos;
+            state = 2;
+            break;
+        case 2: // point
+            if (unit == u'.') ++pos;
+            fractionStart = pos;
+            state = 3;
+            break;
+        case 3: // fraction digits
+            if (TCType::isDigit(unit)) {
+                ++pos;
+                break;
+            }
+            if (integerEnd == integerStart && pos == fractionStart) return 0;
+            mantissaEnd = pos;
+            state = 4;
+            break;
+        case 4: // exponent letter
+            if ((unit & ~0x20) != u'E') return pos;
+            ++pos;
+            state = 5;
+            break;
+        case 5: // exponent sign
+            if (isSign(unit)) ++pos;
+            exponentStart = pos;
+            state = 6;
+            break;
+        default: // exponent digits
+            if (TCType::isDigit(unit)) {
+                ++pos;
+                break;
+            }
+            return pos == exponentStart ? mantissaEnd : pos;
+        }
+    }
+}
