@@ -1,66 +1,82 @@
-// A short tour of libkestal: builds UTF-16 strings, shares and edits them, compares them with
-// and without case, and counts the allocations the work made.
-#include <cstdio>
+// A short tour of libkestal: reads a UTF-8 text (a file named on the command line, or a built-in
+// sample), counts its words case-insensitively, and reports them with their hashes and a SHA-256
+// digest of the whole text, while counting the allocations the work made.
+#include <algorithm>
+#include <fstream>
+#include <iostream>
 #include <kestal/kestal.h>
+#include <map>
+#include <sstream>
 #include <string>
+#include <vector>
 
 namespace {
 
-// Prints ASCII text as is and anything else as \uXXXX; UTF-8 output arrives with the conversion layer.
-void print(char const* label, TStringCore const& s) {
-    std::string out;
-    for (char16_t unit : s) {
-        if (unit >= 0x20 && unit < 0x7F) {
-            out += static_cast<char>(unit);
-        } else {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(unit));
-            out += escape;
-        }
-    }
-    std::printf("%-28s \"%s\" (%d units%s)\n", label, out.c_str(), s.size(), s.isShared() ? ", shared" : "");
+constexpr char kSample[] = "Grüß Gott! The quick brown fox jumps over the lazy dog.\n"
+                           "THE DOG sleeps; the fox runs — 🦊 and 🐕 are friends.\n";
+
+std::string readInput(int argc, char** argv) {
+    if (argc < 2) return kSample;
+    std::ifstream in(argv[1], std::ios::binary);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+// UTF-8 without the quotes that stream output puts around a string.
+std::string utf8Of(TStringCore const& s) {
+    return Unicode::toStdString(s.constData(), static_cast<std::size_t>(s.size()));
 }
 
 } // namespace
 
-int main() {
+int main(int argc, char** argv) {
     using namespace velmora::memory;
+    const std::string utf8 = readInput(argc, argv);
 
-    // Count this thread's allocations while the tour runs.
     ThreadMemoryCounters counters;
     SetMemoryTrackingMode(MemoryTrackingMode::AllocationsAndFrees);
     ThreadMemoryCounters* previous = SwapPushMemoryCounters(&counters);
     {
-        TStringCore greeting(u"Hello");
-        print("short string (inline)", greeting);
+        const TStringCore text = TStringCore::fromStdString(utf8);
+        std::cout << "text: " << text.size() << " code units, " << text.lengthInCodePoints()
+                  << " code points, " << utf8.size() << " bytes\n";
 
-        TStringCore sentence = greeting + u", wide world of UTF-16 text";
-        print("concatenated (long)", sentence);
+        // Words: split on white space and punctuation, fold case, count.
+        std::map<std::u16string, int> counts;
+        for (TStringCore const& word : text.splitOnAny(u" \n\t.,;!?\u2014", TStringCore::SkipEmpty)) {
+            const TStringCore folded = word.toLower();
+            ++counts[std::u16string(std::u16string_view(folded))];
+        }
+        std::vector<std::pair<std::u16string, int>> ranked(counts.begin(), counts.end());
+        std::stable_sort(ranked.begin(), ranked.end(),
+                         [](auto const& a, auto const& b) { return a.second > b.second; });
 
-        TStringCore copy = sentence; // shares the block: no copy of the text
-        print("copy shares", copy);
+        std::cout << "words: " << counts.size() << " distinct\n";
+        for (std::size_t i = 0; i < ranked.size() && i < 5; ++i) {
+            const TStringCore word(ranked[i].first.data(), static_cast<int>(ranked[i].first.size()));
+            const unsigned long hash =
+                THash(word.constData(), 2ul * static_cast<unsigned long>(word.size()), 0);
+            std::cout << "  " << utf8Of(TStringCore::number(ranked[i].second, 10).rightJustified(3)) << "  "
+                      << utf8Of(word.leftJustified(8)) << " hash "
+                      << utf8Of(TStringCore::number(static_cast<unsigned long long>(hash), 16)) << '\n';
+        }
 
-        copy.replace(7, 4, u"small").append(u'!');
-        print("edited copy detached", copy);
-        print("original untouched", sentence);
+        // The same text, edited: sentences on one line each, joined.
+        std::vector<TStringCore> lines = text.split(u'\n', TStringCore::SkipEmpty);
+        std::cout << "lines joined: " << utf8Of(TStringCore::join(lines, u" / ")) << '\n';
+        std::cout << "\"fox\" first at unit " << text.indexOf(u"FOX", 0, TStringCore::CaseInsensitive) << ", "
+                  << text.count(u"the") << " lower-case \"the\"\n";
 
-        copy.insert(0, u"\u00C4 ");
-        print("with a non-ASCII unit", copy);
-        std::printf("compare(\"HELLO\", \"hello\", CaseInsensitive) = %d\n",
-                    TStringCore(u"HELLO").compare(u"hello", TStringCore::CaseInsensitive));
-        std::printf("compare(\"HELLO\", \"hello\")                  = %d\n",
-                    TStringCore(u"HELLO").compare(u"hello"));
-
-        print("mid(7, 5)", sentence.mid(7, 5));
-        print("left(100) shares", sentence.left(100));
-
-        TStringCore built;
-        for (int i = 0; i < 1000; ++i)
-            built.push_back(static_cast<char16_t>(u'a' + i % 26));
-        std::printf("1000 appends: capacity %d\n", built.capacity());
+        sha2 digest;
+        std::cout << "sha-256: "
+                  << digest.GetHash(sha2::SHA_256, reinterpret_cast<unsigned char const*>(utf8.data()),
+                                    utf8.size())
+                  << '\n';
     }
     SwapPushMemoryCounters(previous);
     SetMemoryTrackingMode(MemoryTrackingMode::Off);
-    std::printf("allocation events %u, free events %u\n", counters.allocatedCount, counters.deallocatedCount);
+    std::cout << "allocation events " << counters.allocatedCount << ", free events "
+              << counters.deallocatedCount << '\n';
     return 0;
 }
