@@ -1,19 +1,11 @@
 // TStringCore in code units: construction, element access and editing by position.
+#include "kestal/strings/Units.h"
+
 #include <cstdint>
 #include <kestal/TStringCore.h>
 
-namespace {
-
-void copyUnits(char16_t* to, char16_t const* from, int count) noexcept {
-    std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(char16_t));
-}
-
-// For ranges that may overlap: texts that point into the string being edited.
-void moveUnits(char16_t* to, char16_t const* from, int count) noexcept {
-    std::memmove(to, from, static_cast<std::size_t>(count) * sizeof(char16_t));
-}
-
-} // namespace
+using kestal::strings::copyUnits;
+using kestal::strings::moveUnits;
 
 // ---- Construction and measurement --------------------------------------------------------------
 
@@ -179,7 +171,7 @@ TStringCore& TStringCore::insert(int pos, char16_t const* text, int length) {
     if (pos < 0 || pos > n || !text || length == 0) return *this;
     char16_t const* own = constData();
     // Never inside a surrogate pair; at pos == n this reads the terminator, which passes.
-    if (own[pos] >= 0xDC00 && own[pos] <= 0xDFFF) return *this;
+    if (kestal::strings::isLowSurrogate(own[pos])) return *this;
     if (length < 0) length = TStringCore::length(text);
     if (length == 0) return *this;
     const bool inside = text >= own && text <= own + n;

@@ -1,4 +1,6 @@
 // Storage of TStringCore: long blocks, the capacity quantum, copy on write and assignment.
+#include "kestal/strings/Units.h"
+
 #include <cstdint>
 #include <kestal/TMalloc.h>
 #include <kestal/TStringCore.h>
@@ -13,13 +15,11 @@
 
 namespace {
 
+using kestal::strings::copyUnits;
+
 constexpr std::uint32_t kMaxCapacity = TStringManager::MaxCapacity;
 constexpr std::size_t kHeaderBytes = offsetof(TLongStringHeader, m_text);
 static_assert(kHeaderBytes == 12, "the header is as wide as six code units; the quantum depends on it");
-
-void copyUnits(char16_t* to, char16_t const* from, int count) noexcept {
-    std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(char16_t));
-}
 
 // While the process has a single thread no other thread can touch a count, so plain loads and
 // stores do. Starting the first thread clears the flag for good and publishes what came before.

@@ -4,6 +4,7 @@
 // string, and that is moved in at the end.
 #include "kestal/strings/Kmp.h"
 #include "kestal/strings/SetSearch.h"
+#include "kestal/strings/Units.h"
 
 #include <algorithm>
 #include <kestal/TStringCore.h>
@@ -57,7 +58,8 @@ auto memberOf(std::vector<char32_t> const& members) {
 
 bool holdsPair(char16_t const* set, int setSize) noexcept {
     for (int i = 0; i + 1 < setSize; ++i)
-        if (set[i] >= 0xD800 && set[i] <= 0xDBFF && set[i + 1] >= 0xDC00 && set[i + 1] <= 0xDFFF) return true;
+        if (kestal::strings::isHighSurrogate(set[i]) && kestal::strings::isLowSurrogate(set[i + 1]))
+            return true;
     return false;
 }
 

@@ -2,6 +2,8 @@
 // conversions and measures, so that both read bad input the same way.
 #pragma once
 
+#include "kestal/strings/Units.h"
+
 #include <cstdint>
 #include <cstring>
 #include <kestal/CodePoint.h>
@@ -9,16 +11,6 @@
 namespace kestal::strings {
 
 constexpr char32_t kReplacement = 0xFFFD;
-
-constexpr bool isSurrogate(char32_t u) noexcept {
-    return u >= 0xD800 && u <= 0xDFFF;
-}
-constexpr bool isHighSurrogate(char32_t u) noexcept {
-    return u >= 0xD800 && u <= 0xDBFF;
-}
-constexpr bool isLowSurrogate(char32_t u) noexcept {
-    return u >= 0xDC00 && u <= 0xDFFF;
-}
 
 /// Lead table length of `byte`: 1 for ASCII, 2 to 4 for a lead, 0 otherwise.
 constexpr int utf8LeadLength(unsigned char byte) noexcept {
