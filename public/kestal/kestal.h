@@ -14,6 +14,9 @@
 #include <kestal/TStringManager.h>
 #include <kestal/Unicode.h>
 
+// Errors and diagnostics
+#include <kestal/TStackWalker.h>
+
 // Hashing
 #include <kestal/THash.h>
 #include <kestal/sha2.h>

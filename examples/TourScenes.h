@@ -1,0 +1,18 @@
+// The tour's scenes: each shows one part of libkestal on the same input text. main() in tour.cpp
+// runs them in order; a new scene is one file (*Scene.cpp), one declaration here and one call there.
+#pragma once
+
+#include <kestal/kestal.h>
+#include <string>
+
+namespace tour {
+
+// UTF-8 without the quotes that stream output puts around a string.
+inline std::string utf8Of(TStringCore const& s) {
+    return Unicode::toStdString(s.constData(), static_cast<std::size_t>(s.size()));
+}
+
+// Counts the words of the text, with their hashes, a digest and the allocations made.
+void wordsScene(std::string const& utf8);
+
+} // namespace tour
