@@ -266,6 +266,71 @@ public:
     TStringCore mid(TConstCodePointIterator<TStringCore> const& first,
                     TConstCodePointIterator<TStringCore> const& last) const;
 
+    // ---- Encodings ----
+    // Text in from and out to Latin-1, Latin-9, the local 8-bit encoding, UTF-16, UTF-32 and
+    // wchar_t (UTF-32 here). The legacy conversions differ on purpose, from each other and in their
+    // two directions: see each one for NUL units, loss and surrogate pairs. Bad text never raises;
+    // it becomes U+FFFD, "?" or ends the text. Allocation failures raise as resize; lengths beyond
+    // the string's limit raise CapacityException. Each `lossy`, when given, is set false first.
+
+    static_assert(sizeof(wchar_t) == 4, "wchar_t text is read as UTF-32");
+
+    /// `length` bytes of ISO 8859-1 (negative: up to the first NUL), one unit per byte; a NUL
+    /// inside `length` is kept. Null or a zero length gives the empty string.
+    static TStringCore fromLatin1(char const* text, int length = -1);
+    static TStringCore fromLatin1(std::string_view text);
+    /// ISO 8859-15: as fromLatin1, with the eight bytes that differ from Latin-1 mapped (0xA4 to
+    /// U+20AC and so on); a NUL inside `length` ends the text.
+    static TStringCore fromLatin9(char const* text, int length = -1);
+    static TStringCore fromLatin9(std::string_view text);
+    /// Through ICU's default converter (UTF-8 on this platform): decoding stops at a converter
+    /// error, and a last byte that decodes to U+001A is dropped. A converter that cannot be opened
+    /// gives the empty string.
+    static TStringCore fromLocal8Bit(char const* text, int length = -1);
+    static TStringCore fromLocal8Bit(std::string_view text);
+    /// The units copied unchecked (lone surrogates pass), as the constructor.
+    static TStringCore fromUtf16(char16_t const* text, int length = -1);
+    /// As fromUtf16 over the whole string; CapacityException beyond 2^31 - 1 units.
+    static TStringCore fromStdU16String(std::u16string const& text);
+    /// `length` UTF-32 values (negative: up to the first 0); surrogate values and values above
+    /// 0x10FFFF become U+FFFD. CapacityException, before the text is read, when twice the length
+    /// reaches 0x7FFFFFF8.
+    static TStringCore fromUtf32(char32_t const* text, int length = -1);
+    /// fromUtf32 over wchar_t text.
+    static TStringCore fromWChar(wchar_t const* text, int length = -1);
+    /// fromUtf32 over the whole string; CapacityException beyond 2^31 - 1 values.
+    static TStringCore fromStdWString(std::wstring const& text);
+
+    /// One byte per unit: units below 256 as themselves (NULs kept), any other as "?" with
+    /// *lossy true, so a surrogate pair gives "??".
+    std::string toLatin1(bool* lossy = nullptr) const;
+    /// Latin-1 by code point up to the first NUL unit: a pair or any unit from 256 on gives one
+    /// "?". U+20AC and the other Latin-9 letters are not mapped back. Without loss the result
+    /// keeps the string's size, NUL-filled behind a NUL unit; with loss it ends at its first NUL.
+    std::string toLatin9(bool* lossy = nullptr) const;
+    /// Through ICU's default converter, ended at the first NUL byte; *lossy is never set true.
+    std::string toLocal8Bit(bool* lossy = nullptr) const;
+    /// UTF-8, lone surrogates as U+FFFD. A first unit of NUL gives the empty result.
+    std::string toStdString() const;
+    /// The units as they are; a first unit of NUL gives the empty result.
+    std::u16string toStdU16String() const;
+    /// UTF-32, lone surrogates as U+FFFD; a first unit of NUL gives the empty result.
+    std::wstring toStdWString() const;
+    /// UTF-32 into `buffer`, terminated; returns the values written, terminator not counted. -1
+    /// when nothing was converted: a null buffer, a negative capacity (nothing written) or one not
+    /// above size() in code units (buffer[0] then set to 0 unless capacity is 0).
+    int toWCharArray(wchar_t* buffer, int capacity) const;
+    /// size() + 1 elements, whatever was converted: a text with pairs ends in extra zeros.
+    std::vector<wchar_t> toWCharVector() const;
+
+    /// True when the first unit is the byte order mark U+FEFF.
+    bool hasBOM() const noexcept { return size() > 0 && constData()[0] == 0xFEFF; }
+    /// Puts a mark in front unless one is there; that case keeps a shared string shared.
+    TStringCore& prependBOM();
+    /// Removes one mark from the front, if there; without one a shared string stays shared.
+    /// Detaches otherwise; a failed detach raises and leaves the string as it was.
+    TStringCore& removeBOM();
+
     // ---- Search ----
     // Results are code-unit indices, -1 for "not found"; iterator results are the end iterator
     // for that, and know their code point number only at position 0 (findLast by pattern keeps

@@ -15,6 +15,7 @@
 #include <kestal/Unicode.h>
 
 // Errors and diagnostics
+#include <kestal/OnScopeExit.h>
 #include <kestal/TStackWalker.h>
 
 // Hashing
@@ -25,3 +26,4 @@
 #include <kestal/CpuTime.h>
 #include <kestal/ResourceReporter.h>
 #include <kestal/TMath.h>
+#include <kestal/TSystem.h>
