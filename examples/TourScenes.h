@@ -15,4 +15,7 @@ inline std::string utf8Of(TStringCore const& s) {
 // Counts the words of the text, with their hashes, a digest and the allocations made.
 void wordsScene(std::string const& utf8);
 
+// Drops a leading byte order mark and says whether the text fits Latin-1 and Latin-9.
+void encodingScene(std::string const& utf8);
+
 } // namespace tour

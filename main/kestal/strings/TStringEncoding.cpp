@@ -60,13 +60,18 @@ struct FreeWithTFree {
 // ---- Latin-1 and Latin-9 -------------------------------------------------------------------------
 
 TStringCore TStringCore::fromLatin1(char const* text, int length) {
-    if (!text || length == 0) return {};
+    TStringCore result; // one named result on every path, so that it is built in place
+    if (!text || length == 0) return result;
     if (length < 0) length = terminatedBytes(text);
-    TStringCore result;
-    char16_t* out = result.resize(length);
+    // Short text goes straight into the inline units: this is the hot path of legacy input.
+    char16_t* out = length < InlineCapacity ? result.m_inline : result.resize(length);
     auto const* bytes = reinterpret_cast<unsigned char const*>(text);
     for (int i = 0; i < length; ++i)
         out[i] = bytes[i];
+    if (length < InlineCapacity) {
+        result.m_shortSize = static_cast<std::int16_t>(length);
+        result.m_inline[length] = 0;
+    }
     return result;
 }
 
@@ -109,12 +114,18 @@ std::string TStringCore::toLatin1(bool* lossy) const {
     if (n == 0) return {};
     std::string result(static_cast<std::size_t>(n), '\0');
     char16_t const* units = constData();
-    bool lost = false;
-    // Branch-free, so the loop vectorises; each unit of a pair is a loss of its own.
+    char* out = result.data();
+    // Narrow every unit and watch for wide ones in one simple pass, which vectorises; only text
+    // with a loss takes the second pass that writes the "?".
+    char16_t wide = 0; // unit-wide lanes: a wider accumulator costs an unpack per vector
     for (int i = 0; i < n; ++i) {
-        const bool wide = units[i] > 0xFF;
-        lost |= wide;
-        result[static_cast<std::size_t>(i)] = wide ? '?' : static_cast<char>(units[i]);
+        wide |= units[i];
+        out[i] = static_cast<char>(units[i]);
+    }
+    const bool lost = wide > 0xFF;
+    if (lost) {
+        for (int i = 0; i < n; ++i) // each unit of a pair is a loss of its own
+            if (units[i] > 0xFF) out[i] = '?';
     }
     if (lost && lossy) *lossy = true;
     return result;
@@ -153,12 +164,15 @@ std::string TStringCore::toLatin9(bool* lossy) const {
 // ---- Local 8-bit ---------------------------------------------------------------------------------
 
 TStringCore TStringCore::fromLocal8Bit(char const* text, int length) {
-    if (!text || length == 0) return {};
-    if (length < 0) length = terminatedBytes(text);
     TStringCore result;
+    if (!text || length == 0) return result;
+    if (length < 0) length = terminatedBytes(text);
     char16_t* out = result.resize(length);
     const Converter converter = openDefaultConverter();
-    if (!converter) return {};
+    if (!converter) {
+        result.clear();
+        return result;
+    }
     char const* source = text;
     char const* const end = text + length;
     int written = 0;
