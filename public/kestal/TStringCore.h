@@ -48,8 +48,9 @@ public:
     /// Zero-terminated length of `text` in code units; 0 for null. Raises CapacityException at
     /// 0x7FFFFFF8 units.
     static int length(char16_t const* text);
-    /// Twice length(text).
-    static int lengthInBytes(char16_t const* text) { return 2 * length(text); }
+    /// Twice length(text). Raises CapacityException as length does, and for texts of 2^30 units or
+    /// more, whose byte count an int cannot hold.
+    static int lengthInBytes(char16_t const* text);
 
     /// True for the empty string.
     bool isEmpty() const noexcept { return size() == 0; }

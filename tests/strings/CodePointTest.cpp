@@ -1,5 +1,6 @@
 // CodePoint: the lead table, the room each conversion asks for, replacement of bad input, and the
 // pointer walks at their ends.
+#include <climits>
 #include <gtest/gtest.h>
 #include <kestal/CodePoint.h>
 #include <string>
@@ -46,6 +47,10 @@ TEST(CodePoint, Utf32ToUtf16PassesSurrogatesAndReplacesBeyondRange) {
     EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, tooLarge, 1), std::pair(1, std::u16string(u"\xFFFD")));
     EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, last, 1).first, 0);
     EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, last, 2), std::pair(1, std::u16string(u"\U0010FFFF")));
+    int index = INT_MAX; // room is a difference: an index at the end of int does not wrap into "fits"
+    EXPECT_EQ(Utf32ToUtf16(last, nullptr, index, INT_MAX), 0);
+    index = INT_MAX - 1;
+    EXPECT_EQ(Utf32ToUtf8(last, nullptr, index, INT_MAX), 0);
 }
 
 TEST(CodePoint, Utf8OutputNeedsItsLengthAndAReplacementOneMore) {

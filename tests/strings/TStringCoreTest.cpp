@@ -4,10 +4,12 @@
 #include "TStringTestSupport.h"
 
 #include <algorithm>
+#include <climits>
 #include <gtest/gtest.h>
 #include <kestal/TStringCore.h>
 #include <random>
 #include <string>
+#include <tuple>
 #include <unicode/uchar.h>
 #include <utility>
 #include <vector>
@@ -132,6 +134,9 @@ TEST(TStringCore, AppendingFromItselfSurvivesReallocation) {
     EXPECT_EQ(text(s), u"abcdefbcbcabcdefbcbc");
     s.push_back(s);
     EXPECT_EQ(s.size(), 40);
+    s = sample(u"abcdefgh"); // a length near INT_MAX is cut to the text, not summed past int
+    s.append(s.constData() + 1, INT_MAX);
+    EXPECT_EQ(text(s), u"abcdefghbcdefgh");
 
     TStringCore emptySelf, copy = letters(20), shared = copy;
     emptySelf.append(emptySelf);
@@ -146,6 +151,9 @@ TEST(TStringCore, AssignFromItsOwnTextKeepsTheRightUnits) {
     EXPECT_EQ(text(s), text(letters(20)));
     s.assign(s.constData() + 1, 2);
     EXPECT_EQ(text(s), u"bc");
+    s = TStringCore(u"abcdefgh");
+    s.assign(s.constData() + 1, INT_MAX);
+    EXPECT_EQ(text(s), u"bcdefgh");
 
     TStringCore original = letters(20), copy = original;
     copy.assign(copy.constData() + 16, -1); // from a shared block: detaches first
@@ -192,6 +200,13 @@ TEST(TStringCore, InsertingTextRefusesToSplitAPairButASingleUnitDoes) {
 TEST(TStringCore, RemovingByPositionTakesNegativePositionsFromTheCount) {
     EXPECT_EQ(text(TStringCore(u"abcdefg").removeAt(-2, 5)), u"defg");
     EXPECT_EQ(text(TStringCore(u"abcdefg").removeAt(-5, 5)), u"abcdefg");
+    // The ends of int: a count that a negative pos eats below 1, or a sum that passes the end.
+    for (auto [pos, count, left] : {std::tuple{-5, INT_MIN, u"abcdefg"},
+                                    {INT_MIN, INT_MAX, u"abcdefg"},
+                                    {-1, INT_MAX, u""},
+                                    {INT_MAX, 1, u"abcdefg"},
+                                    {2, INT_MAX, u"ab"}})
+        EXPECT_EQ(text(TStringCore(u"abcdefg").removeAt(pos, count)), left) << pos << " " << count;
     TStringCore s = letters(20), copy = s;
     s.removeAt(0, 1).truncate(3);
     s.chop(1);
@@ -216,6 +231,15 @@ TEST(TStringCore, ReplaceCoversWholeTailInsertRemoveAndMiddle) {
     EXPECT_EQ(text(s), u"abab");
     s.replace(0, 4, s.constData() + 1, 2);
     EXPECT_EQ(text(s), u"ba");
+    // The tail form cuts first, so a text from behind pos lies beyond the terminator and is
+    // appended as an outside text: the terminator of the new size lands in it, unless the string
+    // was shared and the text still sits unchanged in the other owner's block.
+    s = TStringCore(u"abcdefgh");
+    s.replace(2, 6, s.constData() + 3, 3);
+    EXPECT_EQ(text(s), std::u16string(u"abde\0", 5));
+    TStringCore shared = letters(20), owner = shared;
+    shared.replace(2, 18, shared.constData() + 3, 3);
+    EXPECT_EQ(text(shared), u"abdef");
     for (bool roomy : {false, true}) {
         TStringCore t = sample(kSixteen, roomy);
         t.replace(1, 1, t.constData() + 3, 3);

@@ -5,6 +5,7 @@
 #include "TStringTestSupport.h"
 
 #include <algorithm>
+#include <climits>
 #include <gtest/gtest.h>
 #include <initializer_list>
 #include <kestal/TStringCore.h>
@@ -115,6 +116,7 @@ TEST(TStringEdit, ReplaceCountReplacesLeftToRightWithoutOverlap) {
     check(u"aaa", u"aa", 2, u"b", 1, 1, u"ba");
     check(u"abc", u"a", 0, u"x", 1, 0, u"abc");
     check(u"abc", u"a", -1, u"x", 1, 0, u"abc");
+    check(u"abc", u"abc", INT_MAX, u"x", 1, 0, u"abc"); // longer than the string: no table built
     check(u"aXa", u"a", 1, nullptr, 0, 2, u"X");
     check(u"aXa", u"a", 1, nullptr, 1, 2, u"aXa"); // counted, not written
     check(u"a-b-", u"-", 1, u"+=", -1, 2, u"a+=b+=");

@@ -5,6 +5,7 @@
 #include "TStringTestSupport.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <kestal/TStringCore.h>
@@ -252,6 +253,8 @@ TEST(TStringSearch, FindStrEdgesAndEngines) {
     EXPECT_EQ(TStringCore::findStr(nullptr, 3, u"a", 1, 0, kSensitive), -1);
     // The core measures nothing: a negative size finds nothing, a zero size differs by engine.
     EXPECT_EQ(TStringCore::findStr(abc, 3, u"a", -1, 0, kFolding), -1);
+    EXPECT_EQ(TStringCore::findStr(abc, -1, u"a", 1, INT_MIN, kSensitive), -1);
+    EXPECT_EQ(TStringCore::findStr(abc, 3, u"abcd", INT_MAX, 0, kFolding), -1); // longer than the text
     EXPECT_EQ(TStringCore::findStr(abc, 3, u"b", 0, 0, kSensitive), 0);
     EXPECT_EQ(TStringCore::findStr(abc, 3, u"b", 0, 0, kFolding), -1);
     EXPECT_EQ(TStringCore::findStr(u"xABC", u"bc", 0, static_cast<TStringCore::CaseSensitivity>(7)), 2);

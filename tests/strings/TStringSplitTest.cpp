@@ -3,6 +3,7 @@
 #include "TStringTestSupport.h"
 
 #include <algorithm>
+#include <climits>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <kestal/TStringCore.h>
@@ -101,6 +102,7 @@ TEST(TStringSplit, EmptiesAndZeroTerminatedText) {
     // Zero-terminated: the last part's count is negative, so SkipEmpty drops it.
     EXPECT_EQ(texts(TStringCore::split(u"a,b", -1, u',', kSkip)), Texts{u"a"});
     EXPECT_EQ(texts(TStringCore::split(u"a,b", -1, u',', kKeep)), (Texts{u"a", u"b"}));
+    EXPECT_EQ(texts(TStringCore::split(u"a,b", INT_MIN, u',', kKeep)), (Texts{u"a", u"b"}));
     EXPECT_EQ(texts(TStringCore::split(u"a,b", -1, u",", kKeep, kSensitive)), Texts{u"a,b"});
     EXPECT_TRUE(TStringCore::split(u"a,b", -1, u",", kSkip, kSensitive).empty());
     EXPECT_EQ(texts(TStringCore::split(nullptr, 0, u',', kKeep)), Texts{u""});

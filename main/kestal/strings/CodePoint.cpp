@@ -15,7 +15,7 @@ bool putUtf8(char32_t c, bool replaced, char* destination, int& index, int capac
         c = kReplacement;
     } else {
         const int length = utf8Length(c);
-        if (length > 1 && index + length - 1 >= capacity) return false;
+        if (length > 1 && length - 1 >= capacity - index) return false; // index + 3 could wrap
     }
     index += encodeUtf8(c, destination + index);
     return true;
@@ -27,7 +27,7 @@ bool putUtf16(char32_t c, char16_t* destination, int& index, int capacity) noexc
         destination[index++] = static_cast<char16_t>(c);
         return true;
     }
-    if (index + 1 >= capacity) return false;
+    if (capacity - index <= 1) return false; // index + 1 wraps at INT_MAX
     destination[index++] = static_cast<char16_t>(0xD7C0 + (c >> 10));
     destination[index++] = static_cast<char16_t>(0xDC00 | (c & 0x3FF));
     return true;

@@ -1,6 +1,7 @@
 // TStringCore in code units: construction, element access and editing by position.
 #include "kestal/strings/Units.h"
 
+#include <climits>
 #include <cstdint>
 #include <kestal/TStringCore.h>
 
@@ -23,6 +24,12 @@ int TStringCore::length(char16_t const* text) {
         ++end;
     if (end - text >= MaxCapacity) throw CapacityException();
     return static_cast<int>(end - text);
+}
+
+int TStringCore::lengthInBytes(char16_t const* text) {
+    const int units = length(text);
+    if (units > INT_MAX / 2) throw CapacityException();
+    return 2 * units;
 }
 
 char16_t* TStringCore::grow(int count) {
@@ -93,7 +100,8 @@ TStringCore& TStringCore::appendHandleSelf(char16_t const* text, int length) {
     if (text >= own && text <= own + n) {
         // Only the offset survives the reallocation that growing may cause.
         const int offset = static_cast<int>(text - own);
-        const int count = (length >= 0 && offset + length <= n) ? length : n - offset;
+        // Compared as a difference: offset + length passes INT_MAX for a length near it.
+        const int count = (length >= 0 && length <= n - offset) ? length : n - offset;
         if (count < 1) return *this;
         char16_t* units = grow(count);
         copyUnits(units + n, units + offset, count);
@@ -102,7 +110,10 @@ TStringCore& TStringCore::appendHandleSelf(char16_t const* text, int length) {
     if (!text) return *this;
     if (length < 0) length = TStringCore::length(text);
     if (length == 0) return *this;
-    copyUnits(grow(length) + n, text, length);
+    // Outside the text need not mean outside the block: the tail that replace has just cut off
+    // still lies behind the terminator, where the new units go, so the copy is a move.
+    char16_t* units = grow(length);
+    moveUnits(units + n, text, length);
     return *this;
 }
 
@@ -146,7 +157,7 @@ void TStringCore::assignHandleSelf(char16_t const* text, int length) {
     const int offset = static_cast<int>(text - own);
     if (length < 0)
         length = TStringCore::length(text);
-    else if (offset + length > n)
+    else if (length > n - offset) // not offset + length > n, which wraps for a length near INT_MAX
         length = n - offset;
     // Read from the same offset of the block that detach may have replaced.
     detach();
@@ -192,7 +203,10 @@ TStringCore& TStringCore::removeAt(int pos, int count) {
         return *this;
     }
     if (pos < 0) {
-        count += pos;
+        // A negative pos eats into the count; summed in 64 bits, as count may be near INT_MIN.
+        const std::int64_t remaining = static_cast<std::int64_t>(count) + pos;
+        if (remaining < 1) return *this;
+        count = static_cast<int>(remaining); // below n: pos + count did not reach it
         pos = 0;
     }
     if (count < 1) return *this;

@@ -187,10 +187,11 @@ TStringCore& TStringCore::replace(TStringCore const& before, TStringCore const& 
 
 int TStringCore::replaceCount(char16_t const* before, int beforeLength, char16_t const* after,
                               int afterLength, CaseSensitivity cs) {
-    if (beforeLength < 1) return 0;
+    const int n = size();
+    // Longer than the string: nothing can match, and no table is built for it.
+    if (beforeLength < 1 || beforeLength > n) return 0;
     std::vector<int> prefix;
     kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
-    const int n = size();
     // Matches never overlap: each search starts behind the last match.
     auto next = [&](int from) {
         const int at =

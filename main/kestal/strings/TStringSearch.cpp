@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <cstring>
 #include <emmintrin.h>
 #include <kestal/CodePoint.h>
@@ -255,10 +256,14 @@ int kmpMatch(char16_t const* text, int size, char16_t const* pattern, int patter
 
 int TStringCore::findStr(char16_t const* text, int size, char16_t const* pattern, int patternSize, int from,
                          CaseSensitivity cs) {
-    const int start = from < 0 ? size + from : from;
-    if (start < 0 || start >= size) return -1;
+    // In 64 bits: with a negative size (which finds nothing) a negative from would wrap.
+    const std::int64_t first = from < 0 ? static_cast<std::int64_t>(size) + from : from;
+    if (first < 0 || first >= size) return -1;
+    const int start = static_cast<int>(first);
     if (!pattern || pattern[0] == 0) return start;
     if (!text) return -1;
+    // Longer than the rest of the text: neither engine can match, so no table is built for it.
+    if (patternSize > size - start) return -1;
     if (cs != CaseSensitive) {
         // Every folding search is KMP, whatever the sizes; the table is its one allocation.
         std::vector<int> prefix;
@@ -267,7 +272,7 @@ int TStringCore::findStr(char16_t const* text, int size, char16_t const* pattern
             kestal::strings::kmpMatch(text + start, size - start, pattern, patternSize, prefix, cs);
         return at < 0 ? -1 : start + at;
     }
-    if (patternSize < 0 || patternSize > size - start) return -1;
+    if (patternSize < 0) return -1;
     if (patternSize == 0) return start;
     if (patternSize == 1) return scanForward<true>(text, start, size, pattern[0]);
     return findUnits(text, size, pattern, patternSize, start);

@@ -49,8 +49,10 @@ Parts TStringCore::split(char16_t separator, SplitBehavior behavior) const {
 Parts TStringCore::split(char16_t const* text, int length, char16_t separator, SplitBehavior behavior) {
     const int measured = length < 0 ? TStringCore::length(text) : length;
     Parts parts;
+    // Any negative length gives the last piece a negative count; -1 keeps length - pos from
+    // wrapping when the caller passed one near INT_MIN.
     forEachPiece(
-        length, 1, [&](int pos) { return indexOf(text, measured, separator, pos); },
+        length < 0 ? -1 : length, 1, [&](int pos) { return indexOf(text, measured, separator, pos); },
         collectInto(parts, text, behavior));
     return parts;
 }
@@ -147,7 +149,7 @@ TStringCore TStringCore::section(char16_t const* text, int length, char16_t cons
     int end = fields[last].start + fields[last].count;
     // Only positions are tested: with SkipEmptySections the units in front need not be a separator.
     if ((flags & IncludeLeadingSeparator) && begin >= separatorLength) begin -= separatorLength;
-    if ((flags & IncludeTrailingSeparator) && end + separatorLength <= length) end += separatorLength;
+    if ((flags & IncludeTrailingSeparator) && separatorLength <= length - end) end += separatorLength;
     // first above last gives a negative count, which reads on to the first zero unit.
     return TStringCore(text + begin, end - begin);
 }

@@ -3,7 +3,9 @@
 // UTF-32 and UTF-32 to UTF-8, and the UTF-8 measures follow the own decoder.
 #include "kestal/strings/UtfSteps.h"
 
+#include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <kestal/CodePoint.h>
 #include <kestal/Unicode.h>
 #include <locale>
@@ -219,8 +221,9 @@ int Utf32ToUtf8(char32_t const* source, int length, char* destination, int capac
             continue;
         }
         if (c > 0x10FFFF) c = kReplacement;
-        // Room for the continuation bytes, the lead and the terminator.
-        if (utf8Length(c) - 1 + written >= capacity - 1) raiseInsufficientCapacity(capacity, "Utf32ToUtf8");
+        // Room for the continuation bytes, the lead and the terminator; as a difference, since
+        // written + 3 passes INT_MAX for a capacity near it.
+        if (utf8Length(c) - 1 >= capacity - 1 - written) raiseInsufficientCapacity(capacity, "Utf32ToUtf8");
         written += encodeUtf8(c, destination + written);
     }
     if (i < length) raiseInsufficientCapacity(capacity, "Utf32ToUtf8");
@@ -290,31 +293,33 @@ int MeasureUtf8ToUtf32(char const* source, int length) {
 
 int MeasureUtf8ToUtf8(char const* source, int length) noexcept {
     if (!source || length < 1) return 0;
-    int total = 0;
-    for (int i = 0; i < length;) {
+    // A bad byte counts 3, so the sum can pass INT_MAX; it stops there, as this measure raises
+    // nothing. A destination of that size cannot be asked for anyway.
+    std::int64_t total = 0;
+    for (int i = 0; i < length && total < INT_MAX;) {
         const Utf8Step step = decodeUtf8(bytes(source) + i);
         total += step.complete ? step.length : 3;
         i += step.length;
     }
-    return total;
+    return static_cast<int>(std::min<std::int64_t>(total, INT_MAX));
 }
 
 int MeasureUtf32ToUtf8(char32_t const* source, int length) {
     checkArguments(source, length, "MeasureUtf32ToUtf8");
-    int total = 0;
+    std::int64_t total = 0; // up to four bytes a value: more than an int holds
     for (int i = 0; i < length; ++i) {
         const char32_t c = source[i];
         total += c < 0x80 ? 1 : c < 0x800 ? 2 : (c >= 0x10000 && c <= 0x10FFFF) ? 4 : 3;
     }
-    return total;
+    return toIntLength(static_cast<std::size_t>(total));
 }
 
 int MeasureUtf32ToUtf16(char32_t const* source, int length) {
     checkArguments(source, length, "MeasureUtf32ToUtf16");
-    int total = length;
+    std::int64_t total = length; // a pair a value: more than an int holds
     for (int i = 0; i < length; ++i)
         total += source[i] >= 0x10000 && source[i] <= 0x10FFFF;
-    return total;
+    return toIntLength(static_cast<std::size_t>(total));
 }
 
 int MeasureUtf16ToUtf8(char16_t const* source) {
@@ -330,7 +335,9 @@ int MeasureUtf8ToUtf32(char const* source) {
     return MeasureUtf8ToUtf32(source, terminatedLength(source));
 }
 int MeasureUtf8ToUtf8(char const* source) noexcept {
-    return source ? MeasureUtf8ToUtf8(source, static_cast<int>(std::char_traits<char>::length(source))) : 0;
+    if (!source) return 0;
+    const std::size_t length = std::char_traits<char>::length(source);
+    return MeasureUtf8ToUtf8(source, static_cast<int>(std::min<std::size_t>(length, INT_MAX)));
 }
 int MeasureUtf32ToUtf8(char32_t const* source) {
     return MeasureUtf32ToUtf8(source, terminatedLength(source));

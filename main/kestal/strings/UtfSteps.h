@@ -51,7 +51,7 @@ inline Utf8Step decodeUtf8(unsigned char const* p) noexcept {
 /// Length of the run of ASCII bytes at the start of `text`, at most `length`; eight bytes a step.
 inline int asciiPrefix(unsigned char const* text, int length) noexcept {
     int i = 0;
-    for (; i + 8 <= length; i += 8) {
+    for (; length - i >= 8; i += 8) { // i + 8 could wrap for a length near INT_MAX
         std::uint64_t word;
         std::memcpy(&word, text + i, sizeof word);
         if (word & 0x8080808080808080u) break;
@@ -78,7 +78,7 @@ int walkUtf8(unsigned char const* text, int length, Ascii&& ascii, Step&& step) 
         }
         const int expected = utf8LeadLength(text[i]);
         const Utf8Step next = expected < 2                 ? Utf8Step{1, kReplacement, false}
-                              : i + expected - 1 >= length ? Utf8Step{length - i, kReplacement, false}
+                              : expected - 1 >= length - i ? Utf8Step{length - i, kReplacement, false}
                                                            : decodeUtf8Sequence(text + i, expected);
         if (!step(next)) break;
         i += next.length;
