@@ -17,6 +17,9 @@
 // Errors and diagnostics
 #include <kestal/TStackWalker.h>
 
+// Paths
+#include <kestal/TPathCore.h>
+
 // Hashing
 #include <kestal/THash.h>
 #include <kestal/sha2.h>
