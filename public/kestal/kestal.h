@@ -18,6 +18,9 @@
 #include <kestal/OnScopeExit.h>
 #include <kestal/TStackWalker.h>
 
+// Paths
+#include <kestal/TPathCore.h>
+
 // Hashing
 #include <kestal/THash.h>
 #include <kestal/sha2.h>
