@@ -14,8 +14,14 @@
 #include <kestal/TStringManager.h>
 #include <kestal/Unicode.h>
 
+// Formatting
+#include <kestal/TFormatStringCore.h>
+
 // Errors and diagnostics
+#include <kestal/TError.h>
 #include <kestal/TStackWalker.h>
+#include <kestal/VelmoraError.h>
+#include <kestal/VelmoraException.h>
 
 // Hashing
 #include <kestal/THash.h>
