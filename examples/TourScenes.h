@@ -15,4 +15,7 @@ inline std::string utf8Of(TStringCore const& s) {
 // Counts the words of the text, with their hashes, a digest and the allocations made.
 void wordsScene(std::string const& utf8);
 
+// Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
+void errorsScene(std::string const& utf8);
+
 } // namespace tour

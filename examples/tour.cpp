@@ -24,5 +24,6 @@ std::string readInput(int argc, char** argv) {
 int main(int argc, char** argv) {
     const std::string utf8 = readInput(argc, argv);
     tour::wordsScene(utf8);
+    tour::errorsScene(utf8);
     return 0;
 }

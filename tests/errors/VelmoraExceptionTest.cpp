@@ -1,16 +1,14 @@
-// The exception model: what each constructor and message operation puts in the two stacks, deep
+// The exception model: what each constructor and message operation puts in the two stacks, own
 // stacks over one shared record through copies and clones, the types that Clone and Throw keep or
 // lose, stacking context in flight, and a record crossing threads inside std::exception_ptr.
 #include "TStringTestSupport.h"
 
 #include <functional>
 #include <gtest/gtest.h>
-#include <kestal/TFormatStringCore.h>
 #include <kestal/VelmoraException.h>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
-#include <typeinfo>
 
 namespace {
 
@@ -35,39 +33,32 @@ TFormatStringCore format(char16_t const* pattern, char16_t const* parameter) {
 }
 
 TEST(VelmoraException, ConstructorsFillTheStacksByTheRedactionRule) {
-    struct Row {
+    const std::list<TStringCore> withEmpty{TStringCore(), u"b"};
+    const struct Row {
         std::function<VelmoraException()> make;
         Texts messages, redacted;
-        unsigned int code;
-    };
-    const std::list<TStringCore> withEmpty{TStringCore(), u"b"};
-    const Row rows[] = {
-        {[] { return VelmoraException(); }, {}, {}, 0},
-        {[] { return VelmoraException(record()); }, {}, {}, 5},
-        {[] { return VelmoraException(TStringCore()); }, {}, {}, 0},
-        {[] { return VelmoraException(u"plain"); }, {u"plain"}, {}, 0},
-        {[] { return VelmoraException(format(u"f%1", u"x")); }, {u"fx"}, {u"fx"}, 0},
-        {[] { return VelmoraException(TFormatStringCore(u"%1").arg(u"")); }, {}, {}, 0},
-        {[] { return VelmoraException(std::runtime_error("gr\xC3\xBC\xC3\x9F\x1A")); }, {u"grüß"}, {}, 0},
-        {[] { return VelmoraException(std::runtime_error("")); }, {}, {}, 0},
-        {[&] { return VelmoraException(withEmpty); }, {u"", u"b"}, {}, 0},
-        {[] { return VelmoraException(u"plain", record()); }, {u"plain"}, {}, 5},
-        {[] { return VelmoraException(format(u"f%1", u"x"), record()); }, {u"fx"}, {u"fx"}, 5},
-        {[] { return VelmoraException(std::logic_error("w"), record()); }, {u"w"}, {}, 5},
-        {[&] { return VelmoraException(withEmpty, record()); }, {u"", u"b"}, {}, 5},
-        {[] { return VelmoraOutOfMemoryException(record()); }, {u"Out of memory"}, {}, 5},
-        {[] { return VelmoraOutOfMemoryException(u"m", record()); }, {u"m"}, {}, 5},
-        {[&] { return VelmoraOutOfMemoryException(withEmpty, record()); }, {u"", u"b"}, {}, 5},
-        {[] { return VelmoraUserErrorException(u"u", record()); }, {u"u"}, {}, 5},
-        {[] { return VelmoraUserErrorException(format(u"%1!", u"u"), record()); }, {u"u!"}, {u"u!"}, 5},
+    } rows[] = {
+        {[] { return VelmoraException(); }, {}, {}},
+        {[] { return VelmoraException(TStringCore()); }, {}, {}},
+        {[] { return VelmoraException(u"plain"); }, {u"plain"}, {}},
+        {[] { return VelmoraException(format(u"f%1", u"x")); }, {u"fx"}, {u"fx"}},
+        {[] { return VelmoraException(format(u"%1", u"")); }, {}, {}},
+        {[] { return VelmoraException(std::runtime_error("gr\xC3\xBC\xC3\x9F\x1A")); }, {u"grüß"}, {}},
+        {[&] { return VelmoraException(withEmpty); }, {u"", u"b"}, {}},
+        {[] { return VelmoraException(record()); }, {}, {}},
+        {[] { return VelmoraException(u"plain", record()); }, {u"plain"}, {}},
+        {[] { return VelmoraException(format(u"f%1", u"x"), record()); }, {u"fx"}, {u"fx"}},
+        {[] { return VelmoraException(std::logic_error("w"), record()); }, {u"w"}, {}},
+        {[&] { return VelmoraException(withEmpty, record()); }, {u"", u"b"}, {}},
+        {[] { return VelmoraOutOfMemoryException(record()); }, {u"Out of memory"}, {}},
+        {[] { return VelmoraOutOfMemoryException(u"m", record()); }, {u"m"}, {}},
+        {[] { return VelmoraUserErrorException(format(u"%1!", u"u"), record()); }, {u"u!"}, {u"u!"}},
     };
     for (Row const& row : rows) {
         const VelmoraException e = row.make();
-        SCOPED_TRACE(&row - rows);
-        EXPECT_EQ(texts(e.GetMessages()), row.messages);
-        EXPECT_EQ(texts(e.GetRedactedMessages()), row.redacted);
-        EXPECT_EQ(e.GetErrorCode(), row.code);
-        EXPECT_EQ(e.GetErrorSource(), row.code ? TError::Client : TError::NeedsClassification);
+        EXPECT_EQ(texts(e.GetMessages()), row.messages) << "row " << &row - rows;
+        EXPECT_EQ(texts(e.GetRedactedMessages()), row.redacted) << "row " << &row - rows;
+        EXPECT_EQ(e.GetErrorCode(), &row - rows < 7 ? 0u : 5u) << "row " << &row - rows;
     }
     TStringCore converted;
     VelmoraException::ToString(std::runtime_error("\xE2\x82\xAC"), converted);
@@ -83,14 +74,12 @@ TEST(VelmoraException, EachOperationKeepsTheRedactionRule) {
     e.StackMessage(format(u"f%1", u"1"));
     e.StackMessage(u"p1");
     e.StackMessageFront(format(u"f%1", u"0"));
-    e.StackMessageFront(TStringCore(u"p0"));
+    e.StackMessageFront(u"p0");
     e.StackMessage(u"");
     e.StackMessageFront(format(u"%1", u""));
-    expect({u"p0", u"f0", u"f1", u"p1"}, {u"f0", u"f1"});
     EXPECT_THROW(e.StackMessage(TFormatStringCore(u"%2").arg(u"x")), TFormatStringCore::Exception);
     EXPECT_THROW(e.StackMessageFront(TFormatStringCore(u"%1")), TFormatStringCore::Exception);
     expect({u"p0", u"f0", u"f1", u"p1"}, {u"f0", u"f1"});
-    EXPECT_EQ(e.GetMessagesVector().size(), 4u);
     e.ClearMessages();
     expect({}, {u"f0", u"f1"});
     e.SetMessage(format(u"s%1", u"2"));
@@ -100,31 +89,19 @@ TEST(VelmoraException, EachOperationKeepsTheRedactionRule) {
     e.StackMessage(format(u"f", u""));
     EXPECT_THROW(e.SetMessage(TFormatStringCore(u"%1")), TFormatStringCore::Exception);
     expect({}, {});
-}
+    EXPECT_TRUE(e.GetConcatenatedMessages().isEmpty() && e.GetMessagesFront().isEmpty());
 
-TEST(VelmoraException, MessagesJoinWithOneLineFeedEach) {
-    const std::pair<std::list<TStringCore>, std::u16string> rows[] = {
-        {{}, u""},
-        {{TStringCore()}, u"\n"},
-        {{u"a", u"b"}, u"a\nb\n"},
-        {{u"a\n", u"b"}, u"a\nb\n"},
-        {{u"a\n\n", TStringCore(), u"\r"}, u"a\n\n\n\r\n"},
-    };
-    for (auto const& [messages, joined] : rows) {
-        const VelmoraException e(messages);
-        EXPECT_EQ(text(e.GetConcatenatedMessages()), joined);
-        EXPECT_EQ(text(e.CollateMessagesForLog()), joined);
-        EXPECT_EQ(text(e.GetMessagesFront()), messages.empty() ? u"" : text(messages.front()));
-        std::ostringstream out;
-        out << e;
-        EXPECT_EQ(TStringCore::fromStdString(out.str()), TStringCore(joined.c_str(), int(joined.size())));
-    }
+    // One line feed after each message that does not end in one; the log text is the same, in UTF-8.
+    const VelmoraException joined(std::list<TStringCore>{u"\u00e9\n\n", TStringCore(), u"\r", u"b"});
+    std::ostringstream out;
+    out << joined;
+    EXPECT_EQ(out.str(), "\xC3\xA9\n\n\n\r\nb\n");
+    EXPECT_EQ(joined.GetConcatenatedMessages(), TStringCore::fromStdString(out.str()));
+    EXPECT_EQ(text(joined.GetMessagesFront()), u"\u00e9\n\n");
 }
 
 TEST(VelmoraException, CopiesHaveOwnStacksOverOneRecord) {
-    VelmoraException source(format(u"%1", u"s"), record());
-    VelmoraException copy(source);
-    VelmoraException assigned;
+    VelmoraException source(format(u"%1", u"s"), record()), copy(source), assigned;
     assigned = source;
     VelmoraException const& alias = assigned;
     assigned = alias;
@@ -132,22 +109,14 @@ TEST(VelmoraException, CopiesHaveOwnStacksOverOneRecord) {
     for (VelmoraException* e : {&copy, &assigned, clone.get()}) {
         EXPECT_EQ(&e->GetErrorInfo(), &source.GetErrorInfo());
         EXPECT_EQ(texts(e->GetRedactedMessages()), Texts{u"s"});
-        e->SetMessage(u"changed");
-        e->StackMessage(format(u"%1", u"more"));
+        e->SetMessage(format(u"%1", u"changed"));
     }
     EXPECT_EQ(texts(source.GetMessages()), Texts{u"s"});
     EXPECT_EQ(texts(source.GetRedactedMessages()), Texts{u"s"});
 }
 
 TEST(VelmoraException, CloneAndThrowKeepOnlyTheTypesThatOverrideThem) {
-    std::unique_ptr<VelmoraException> formatError;
-    try {
-        TFormatStringCore bad(u"%");
-    } catch (VelmoraException const& e) {
-        formatError.reset(
-            new TFormatStringCore::Exception(dynamic_cast<TFormatStringCore::Exception const&>(e)));
-    }
-    ASSERT_TRUE(formatError);
+    const TFormatStringCore::Exception formatError(u"f", record());
     const VelmoraException root(record());
     const VelmoraOutOfMemoryException memory(record());
     const VelmoraUserErrorException user(u"u", record());
@@ -155,7 +124,7 @@ TEST(VelmoraException, CloneAndThrowKeepOnlyTheTypesThatOverrideThem) {
         {&root, &typeid(VelmoraException)},
         {&memory, &typeid(VelmoraOutOfMemoryException)},
         {&user, &typeid(VelmoraException)},
-        {formatError.get(), &typeid(VelmoraException)},
+        {&formatError, &typeid(VelmoraException)},
     };
     for (auto const& [e, expected] : rows) {
         std::unique_ptr<VelmoraException> clone(e->Clone());
@@ -184,27 +153,21 @@ TEST(VelmoraException, StackExceptionAndRethrowAddsToTheObjectInFlight) {
         EXPECT_EQ(texts(e.GetMessages()), (Texts{u"inner", u"while loading"}));
         EXPECT_EQ(texts(e.GetRedactedMessages()), Texts{u"while loading"});
     }
-    const std::runtime_error foreign("foreign");
     try {
         try {
-            throw foreign;
+            throw std::runtime_error("foreign");
         } catch (...) {
             StackExceptionAndRethrow(u"dropped");
         }
-    } catch (std::runtime_error const& e) {
-        EXPECT_STREQ(e.what(), "foreign");
-        EXPECT_EQ(typeid(e), typeid(std::runtime_error));
+    } catch (std::exception const& e) { // passed through untouched
+        EXPECT_TRUE(typeid(e) == typeid(std::runtime_error) && e.what() == std::string("foreign"));
     }
 }
 
 TEST(VelmoraException, RecordCrossesThreadsInsideExceptionPtr) {
     std::exception_ptr carried;
     std::thread([&] {
-        try {
-            throw VelmoraUserErrorException(format(u"from %1", u"worker"), record());
-        } catch (...) {
-            carried = std::current_exception();
-        }
+        carried = std::make_exception_ptr(VelmoraUserErrorException(format(u"%1", u"w"), record()));
     }).join();
     std::vector<std::thread> readers;
     for (int t = 0; t < 4; ++t) {
