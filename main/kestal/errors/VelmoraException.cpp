@@ -19,6 +19,22 @@ TStringCore fromLocal8Bit(char const* text) {
     return s;
 }
 
+enum End { AtBack, AtFront };
+
+// The engine of the four stacking operations: an empty text stacks nothing; `redacted`, when
+// given, gets the same text, and a failure there takes it back out of the messages.
+void stack(MessageList& messages, MessageList* redacted, TStringCore const& text, End end) {
+    if (text.isEmpty()) return;
+    end == AtBack ? messages.push_back(text) : messages.push_front(text);
+    if (!redacted) return;
+    try {
+        end == AtBack ? redacted->push_back(text) : redacted->push_front(text);
+    } catch (...) {
+        end == AtBack ? messages.pop_back() : messages.pop_front();
+        throw;
+    }
+}
+
 std::shared_ptr<TError::ErrorInfo> shareRecord(TError::ErrorInfo const& info) {
     return std::make_shared<TError::ErrorInfo>(info);
 }
@@ -121,36 +137,20 @@ TStringCore VelmoraException::CollateMessagesForLog() const {
 // ---- Messages ----------------------------------------------------------------------------------
 
 void VelmoraException::StackMessage(TStringCore const& message) {
-    if (!message.isEmpty()) m_messages->push_back(message);
+    stack(*m_messages, nullptr, message, AtBack);
 }
 
 void VelmoraException::StackMessage(TFormatStringCore const& message) {
     // One evaluation serves both stacks: result() is const and gives the same text every time.
-    const TStringCore text = message.result();
-    if (text.isEmpty()) return;
-    m_messages->push_back(text);
-    try {
-        m_redactedMessages->push_back(text);
-    } catch (...) {
-        m_messages->pop_back();
-        throw;
-    }
+    stack(*m_messages, m_redactedMessages.get(), message.result(), AtBack);
 }
 
 void VelmoraException::StackMessageFront(TStringCore const& message) {
-    if (!message.isEmpty()) m_messages->push_front(message);
+    stack(*m_messages, nullptr, message, AtFront);
 }
 
 void VelmoraException::StackMessageFront(TFormatStringCore const& message) {
-    const TStringCore text = message.result();
-    if (text.isEmpty()) return;
-    m_messages->push_front(text);
-    try {
-        m_redactedMessages->push_front(text);
-    } catch (...) {
-        m_messages->pop_front();
-        throw;
-    }
+    stack(*m_messages, m_redactedMessages.get(), message.result(), AtFront);
 }
 
 void VelmoraException::SetMessage(TStringCore const& message) {
