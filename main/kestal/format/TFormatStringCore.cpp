@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 #include <kestal/TCType.h>
 #include <kestal/TFormatStringCore.h>
 #include <string_view>
@@ -13,6 +14,22 @@ namespace {
 [[noreturn]] void raise(unsigned int code, TStringCore const& message) {
     kestal::detail::Raise<TFormatStringCore::Exception>(code, TError::Client, grpc::StatusCode::UNKNOWN,
                                                         message);
+}
+
+// Unicode's decimal digits (any script), with ASCII decided without a lookup.
+bool isDigit(char16_t unit) noexcept {
+    return unit < 0x80 ? unit >= u'0' && unit <= u'9' : TCType::isDigit(unit);
+}
+
+// Copies `count` units; pieces of a message are mostly short, where a plain loop beats a call.
+char16_t* put(char16_t* to, char16_t const* from, int count) noexcept {
+    if (count > 16) {
+        std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(char16_t));
+        return to + count;
+    }
+    for (int i = 0; i < count; ++i)
+        to[i] = from[i];
+    return to + count;
 }
 
 } // namespace
@@ -46,56 +63,39 @@ TFormatStringCore& TFormatStringCore::operator=(char16_t const* format) {
 void TFormatStringCore::scanForMarkers() {
     m_markers.clear();
     m_maxMarker = 0;
-    enum { Text, Percent, Digits } state = Text;
-    int start = 0, length = 2, number = 0;
     char16_t const* const text = m_format.constData();
     const int size = m_format.size();
-    // A NUL is plain text here: the scan runs over the whole size.
+    // Every marker starts with a '%': one reservation instead of a growth per marker.
+    m_markers.reserve(static_cast<std::size_t>(std::count(text, text + size, u'%')));
+    // Plain text runs up to the next '%'; a NUL is plain text too, the scan covers the whole size.
     for (int i = 0; i < size; ++i) {
-        const char16_t unit = text[i];
-        switch (state) {
-        case Digits:
-            // The digit test is Unicode's, and every digit counts as its unit less 48: a first digit
-            // from outside ASCII makes a marker far above 99 that fails only at result(), since
-            // the bound is tested only when a later digit is folded in. Kept on purpose.
-            if (TCType::isDigit(unit)) {
-                number = number * 10 + (unit - 48);
-                if (number >= 100) raise(0xCA249FEEu, u"Invalid marker number > 99 in format string.");
-                ++length;
-                break;
-            }
-            if (number < 1) raise(0x274BF5E7u, u"Invalid marker number <= 0 in format string."); // a guard
-            m_maxMarker = std::max(m_maxMarker, number);
-            m_markers.emplace_back(start, length, number);
-            state = Text;
-            [[fallthrough]]; // the unit that ended the number is read again as text
-        case Text:
-            if (unit == u'%') {
-                start = i;
-                number = 0;
-                length = 2;
-                state = Percent;
-            }
-            break;
-        case Percent:
-            if (unit == u'%') {
-                m_markers.emplace_back(start);
-                state = Text;
-                break;
-            }
-            if (!TCType::isDigit(unit)) raise(0xF7AF5E37u, u"Invalid numberless marker in format string.");
-            number = unit - 48;
-            if (unit == u'0') raise(0xB3668D59u, u"Leading zero in marker number in format string.");
-            state = Digits;
-            break;
+        if (text[i] != u'%') continue;
+        const int start = i;
+        if (++i == size) raise(0xA33EDF83u, u"Format string ends with an incomplete marker.");
+        const char16_t first = text[i];
+        if (first == u'%') {
+            m_markers.emplace_back(start);
+            continue; // the unit after "%%" starts afresh: "%%1" is text
         }
-    }
-    if (state == Percent) raise(0xA33EDF83u, u"Format string ends with an incomplete marker.");
-    if (state == Digits) {
-        if (number < 1)
-            raise(0xA4DB9BBEu, u"Format string ends with an invalid marker number <= 0."); // a guard
+        if (!isDigit(first)) raise(0xF7AF5E37u, u"Invalid numberless marker in format string.");
+        int number = first - 48;
+        if (first == u'0') raise(0xB3668D59u, u"Leading zero in marker number in format string.");
+        // Every digit counts as its unit less 48, and the bound is tested only when a later digit
+        // is folded in: a lone first digit from outside ASCII makes a marker far above 99 that
+        // fails only at result(). Kept on purpose.
+        int length = 2;
+        while (++i < size && isDigit(text[i])) {
+            number = number * 10 + (text[i] - 48);
+            if (number >= 100) raise(0xCA249FEEu, u"Invalid marker number > 99 in format string.");
+            ++length;
+        }
+        if (number < 1) { // guards: a first digit '0' has raised already
+            if (i < size) raise(0x274BF5E7u, u"Invalid marker number <= 0 in format string.");
+            raise(0xA4DB9BBEu, u"Format string ends with an invalid marker number <= 0.");
+        }
         m_maxMarker = std::max(m_maxMarker, number);
         m_markers.emplace_back(start, length, number);
+        --i; // the unit that ended the number is read again as plain text
     }
     m_parms.reserve(static_cast<std::size_t>(m_maxMarker)); // so the usual arg chain allocates once
 }
@@ -231,19 +231,21 @@ TStringCore TFormatStringCore::result() const {
     char16_t const* const text = m_format.constData();
     int read = 0;
     for (Marker const& marker : m_markers) {
-        to = std::copy(text + read, text + marker.m_position, to); // NULs here are copied
+        to = put(to, text + read, marker.m_position - read); // NULs here are copied
         if (marker.m_number < 1) {
             *to++ = u'%';
         } else {
             TStringCore const& parm = m_parms[marker.m_number - 1];
-            to = std::copy_n(parm.constData(), parm.size(), to);
+            to = put(to, parm.constData(), parm.size());
         }
         read = marker.m_position + marker.m_length;
     }
     // Kept on purpose: the text behind the last marker ends at its first NUL, although NULs
     // between markers are copied.
-    const std::u16string_view tail(text + read, static_cast<std::size_t>(m_format.size() - read));
-    to = std::copy(tail.begin(), std::find(tail.begin(), tail.end(), u'\0'), to);
+    char16_t const* tail = text + read;
+    char16_t const* const end = text + m_format.size();
+    while (tail != end && *tail)
+        *to++ = *tail++;
     if (to != begin + length) out.resize(static_cast<int>(to - begin));
     return out;
 }
