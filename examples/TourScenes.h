@@ -17,5 +17,7 @@ void wordsScene(std::string const& utf8);
 
 // Drops a leading byte order mark and says whether the text fits Latin-1 and Latin-9.
 void encodingScene(std::string const& utf8);
+// Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
+void errorsScene(std::string const& utf8);
 
 } // namespace tour

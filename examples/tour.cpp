@@ -25,5 +25,6 @@ int main(int argc, char** argv) {
     const std::string utf8 = readInput(argc, argv);
     tour::wordsScene(utf8);
     tour::encodingScene(utf8);
+    tour::errorsScene(utf8);
     return 0;
 }

@@ -14,9 +14,15 @@
 #include <kestal/TStringManager.h>
 #include <kestal/Unicode.h>
 
+// Formatting
+#include <kestal/TFormatStringCore.h>
+
 // Errors and diagnostics
 #include <kestal/OnScopeExit.h>
+#include <kestal/TError.h>
 #include <kestal/TStackWalker.h>
+#include <kestal/VelmoraError.h>
+#include <kestal/VelmoraException.h>
 
 // Paths
 #include <kestal/TPathCore.h>
