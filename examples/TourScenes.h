@@ -20,4 +20,7 @@ void encodingScene(std::string const& utf8);
 // Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
 void errorsScene(std::string const& utf8);
 
+// Last: the executable's file name, the time since start and the peak resident size.
+void systemScene();
+
 } // namespace tour
