@@ -18,6 +18,7 @@
 #include <kestal/TFormatStringCore.h>
 
 // Errors and diagnostics
+#include <kestal/LogicException.h>
 #include <kestal/OnScopeExit.h>
 #include <kestal/TError.h>
 #include <kestal/TStackWalker.h>
