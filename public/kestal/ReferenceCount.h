@@ -5,8 +5,9 @@
 //
 // An object is born with count 0: the first RefCntPtr brings it to 1, and the holder that takes it
 // from 1 to 0 destroys it through the virtual destructor, on its own thread. Counts change by
-// acquire/release read-modify-writes, so the destroying thread sees every holder's writes. One
-// RefCntPtr must not be changed by two threads at once; threads copy it instead.
+// acquire/release read-modify-writes (plain loads and stores while the process has only ever had
+// one thread), so the destroying thread sees every holder's writes. One RefCntPtr must not be
+// changed by two threads at once; threads copy it instead.
 #pragma once
 
 #include <atomic>
@@ -15,36 +16,23 @@
 #include <cstdlib>
 #include <functional>
 #include <kestal/KestalExport.h>
+#include <kestal/detail/SingleThreaded.h>
 #include <type_traits>
 #include <utility>
 
-#if __has_include(<sys/single_threaded.h>)
-#include <sys/single_threaded.h>
-#define KESTAL_REFCNT_HAS_SINGLE_THREADED_FLAG 1
-#else
-#define KESTAL_REFCNT_HAS_SINGLE_THREADED_FLAG 0
-#endif
-
 namespace kestal::detail {
-
-/// True while the process has never started a second thread: no other thread can touch a count,
-/// so a plain load and store do. Starting the first thread clears it for good and publishes what
-/// came before.
-inline bool RefCntSingleThreaded() noexcept {
-#if KESTAL_REFCNT_HAS_SINGLE_THREADED_FLAG
-    return __libc_single_threaded;
-#else
-    return false;
-#endif
-}
 
 /// Raises the logic assertion of a null RefCntPtr dereference (code 0x00BF554A).
 [[noreturn]] KESTAL_API void ReportNullRefCntPtr();
 
 } // namespace kestal::detail
 
+class RefCntObject;
+template <class T, class Base = RefCntObject>
+class RefCntPtr;
+
 /// The count without virtual functions: a 32-bit atomic count, then a marker word. `Derived` is the
-/// class that adds the virtual destructor and RemoveReference.
+/// class that adds the virtual destructor, through which the last reference deletes the object.
 template <class Derived>
 class RefCntObjectNonVirtualBase {
 public:
@@ -64,7 +52,7 @@ public:
     /// already 0x7FFFFFFE.
     void AddReference() const noexcept {
         std::int32_t old;
-        if (kestal::detail::RefCntSingleThreaded()) {
+        if (kestal::detail::ProcessIsSingleThreaded()) {
             old = m_refCount.load(std::memory_order_relaxed);
             if (old == LastCountBeforeAdd) std::abort();
             m_refCount.store(old + 1, std::memory_order_relaxed);
@@ -79,31 +67,37 @@ public:
 
 protected:
     ~RefCntObjectNonVirtualBase() {
-        static_assert(std::is_standard_layout_v<RefCntObjectNonVirtualBase> && sizeof(std::int32_t) == 4 &&
+        static_assert(std::atomic<std::int32_t>::is_always_lock_free && sizeof(m_refCount) == 4);
+        static_assert(std::is_standard_layout_v<RefCntObjectNonVirtualBase> &&
                           offsetof(RefCntObjectNonVirtualBase, m_refCount) == 0 &&
                           offsetof(RefCntObjectNonVirtualBase, m_marker) == 4 &&
                           sizeof(RefCntObjectNonVirtualBase) == 8,
                       "the count, then the marker: two 32-bit words");
     }
 
-    /// Takes one reference away and gives the new count. Never skips the atomic step at count 1:
-    /// a raw pointer may take a new reference at any time.
+    /// Takes one reference away and gives the new count; at 0 deletes the object through
+    /// Derived's virtual destructor. Never skips the atomic step at count 1: a raw pointer may take
+    /// a new reference at any time. RefCntPtr calls it inline; RemoveReference forwards to it.
     std::int32_t DropReference() const noexcept {
-        if (kestal::detail::RefCntSingleThreaded()) {
-            const std::int32_t count = m_refCount.load(std::memory_order_relaxed) - 1;
+        std::int32_t count;
+        if (kestal::detail::ProcessIsSingleThreaded()) {
+            count = m_refCount.load(std::memory_order_relaxed) - 1;
             m_refCount.store(count, std::memory_order_relaxed);
-            return count;
+        } else {
+            count = m_refCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
         }
-        return m_refCount.fetch_sub(1, std::memory_order_acq_rel) - 1;
+        if (count == 0) delete static_cast<Derived const*>(this);
+        return count;
     }
 
 private:
+    // Holders drop their reference inline.
+    template <class, class>
+    friend class RefCntPtr;
+
     mutable std::atomic<std::int32_t> m_refCount{0};
     std::uint32_t m_marker = Marker;
 };
-
-class RefCntObject;
-static_assert(sizeof(std::atomic<std::int32_t>) == 4 && std::atomic<std::int32_t>::is_always_lock_free);
 
 /// Base class of reference-counted objects: the count plus a virtual destructor.
 class KESTAL_API RefCntObject : public RefCntObjectNonVirtualBase<RefCntObject> {
@@ -122,8 +116,8 @@ public:
 
 /// A holder of one reference to a T, or null. Copies take a reference, moves take the holder's,
 /// dropping gives it back. Implicit from T* (the count lives in the object) and from nullptr.
-/// `Base` is the class whose AddReference and RemoveReference move the count.
-template <class T, class Base = RefCntObject>
+/// `Base` is the class that holds the count (AddReference, and DropReference as RemoveReference).
+template <class T, class Base>
 class RefCntPtr {
 public:
     using element_type = T;
@@ -140,13 +134,12 @@ public:
     /// Leaves `other` null; no count changes.
     RefCntPtr(RefCntPtr&& other) noexcept
         : m_ptr(std::exchange(other.m_ptr, nullptr)) {}
-    template <class U>
-    requires std::is_convertible_v<U*, T*> RefCntPtr(RefCntPtr<U, Base> const& other)
-    noexcept
+    /// From a holder of a derived class.
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    RefCntPtr(RefCntPtr<U, Base> const& other) noexcept
         : RefCntPtr(static_cast<T*>(other.get())) {}
-    template <class U>
-    requires std::is_convertible_v<U*, T*> RefCntPtr(RefCntPtr<U, Base>&& other)
-    noexcept
+    template <class U, class = std::enable_if_t<std::is_convertible_v<U*, T*>>>
+    RefCntPtr(RefCntPtr<U, Base>&& other) noexcept
         : m_ptr(std::exchange(other.m_ptr, nullptr)) {}
     ~RefCntPtr() { reset(); }
 
@@ -166,7 +159,7 @@ public:
     /// Becomes null first, then gives the old reference back, so a destructor it runs sees this
     /// holder already null.
     void reset() noexcept {
-        if (T* old = std::exchange(m_ptr, nullptr)) static_cast<Base const*>(old)->RemoveReference();
+        if (T* old = std::exchange(m_ptr, nullptr)) static_cast<Base const*>(old)->DropReference();
     }
     /// Holds `p` (a reference taken) and gives the old reference back.
     void reset(T* p) noexcept { RefCntPtr(p).swap(*this); }

@@ -7,9 +7,7 @@
 RefCntObject::~RefCntObject() = default;
 
 int RefCntObject::RemoveReference() const noexcept {
-    const int count = DropReference();
-    if (count == 0) delete this;
-    return count;
+    return DropReference();
 }
 
 void kestal::detail::ReportNullRefCntPtr() {
