@@ -4,6 +4,7 @@
 #include <kestal/KestalExport.h>
 
 // Memory
+#include <kestal/ReferenceCount.h>
 #include <kestal/TMalloc.h>
 
 // Strings
@@ -18,6 +19,7 @@
 #include <kestal/TFormatStringCore.h>
 
 // Errors and diagnostics
+#include <kestal/LogicException.h>
 #include <kestal/OnScopeExit.h>
 #include <kestal/TError.h>
 #include <kestal/TStackWalker.h>

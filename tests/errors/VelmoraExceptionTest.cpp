@@ -13,16 +13,10 @@
 namespace {
 
 using kestal::testing::text;
+using kestal::testing::texts;
 using Texts = std::vector<std::u16string>;
 
 static_assert(!std::is_base_of_v<std::exception, VelmoraException>);
-
-Texts texts(std::list<TStringCore> const& list) {
-    Texts out;
-    for (TStringCore const& s : list)
-        out.push_back(text(s));
-    return out;
-}
 
 TError::ErrorInfo record() {
     return TError::ErrorInfo(VelmoraError(5, u"Test_0x00000005"), TError::Client);
