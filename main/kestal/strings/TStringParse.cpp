@@ -1,5 +1,8 @@
 // Text to numbers: one integer parser behind every integer to... member, the double reader over
 // strtod with its own infinity and NaN, and the two measures of a number at the head of a text.
+#include "kestal/strings/NumberMeasures.h"
+#include "kestal/strings/Units.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -13,11 +16,7 @@
 
 namespace {
 
-// TCType::isSpace with the ASCII answer inline: nearly every number asks, and for ASCII units that
-// are no space the library call would go on into ICU.
-bool isSpaceUnit(char16_t unit) noexcept {
-    return unit < 0x80 ? unit == u' ' || (unit >= u'\t' && unit <= u'\r') : TCType::isSpace(unit);
-}
+using kestal::strings::isSpaceUnit;
 
 [[noreturn]] void throwBaseError() {
     throw TStringCore::Exception(u"TStringCore::parseInteger: base out of range.");
@@ -233,11 +232,15 @@ float TStringCore::toFloat(bool* ok) const {
     return static_cast<float>(toDouble(ok));
 }
 
-int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
+namespace kestal::strings {
+
+int integerLength(char16_t const* text, int length, int base) {
     if (!text || length == 0 || text[0] == 0) return 0;
-    if (length < 0) length = TStringCore::length(text);
+    // Zero-terminated text needs no measure: the terminator is never a digit, so only the test for
+    // a second unit asks where the text ends.
+    const bool twoUnits = length < 0 ? text[1] != 0 : length >= 2;
     bool decimal = base == 10;
-    if (base == 0 && length >= 2) {
+    if (base == 0 && twoUnits) {
         // Kept on purpose: with one unit base 0 stays 0 and raises below, stricter than the parser.
         base = text[0] != u'0' ? 10 : (text[1] | 0x20) == u'x' ? 16 : 8;
         decimal = base == 10;
@@ -245,20 +248,28 @@ int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
     if (base < 2 || base > 36) throwBaseError();
 
     int pos = 0;
-    if (base == 16 && length >= 2 && hasHexPrefix(text))
+    if (base == 16 && twoUnits && hasHexPrefix(text))
         pos = 2;
     else if (decimal && (text[0] == u'+' || text[0] == u'-'))
         pos = 1;
-    if (pos >= length) return 0;
+    if (length >= 0 && pos >= length) return 0;
     // Unlike the parser's, a digit here is held to the base.
     const int start = pos;
-    for (; pos < length; ++pos) {
+    for (; length < 0 || pos < length; ++pos) {
         const unsigned folded = text[pos] | 0x20u;
         const bool digit = base <= 10 ? folded >= u'0' && folded < u'0' + static_cast<unsigned>(base)
                                       : digitValue(text[pos], base) >= 0;
         if (!digit) break;
     }
     return pos > start ? pos : 0;
+}
+
+} // namespace kestal::strings
+
+int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
+    // A negative length is measured here for its capacity rule; the engine needs no measure.
+    if (text && length < 0 && text[0] != 0) length = TStringCore::length(text);
+    return kestal::strings::integerLength(text, length, base);
 }
 
 int TStringCore::leftDoubleLength(char16_t const* text, int length) {
