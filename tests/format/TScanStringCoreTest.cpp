@@ -3,6 +3,7 @@
 // spellings of booleans, measures that stop at their field before an unreadable page, what a scan
 // allocates, and reset on a null text.
 #include "MemoryTestSupport.h"
+#include "ScanStringOperations.h"
 #include "ScopedLogicAssertHook.h"
 #include "TStringTestSupport.h"
 
@@ -54,18 +55,7 @@ std::unique_ptr<char16_t[]> exact(u16string const& s) {
     return buffer;
 }
 
-// The code of what `f` raised, 1 for TStringCore::Exception, 0 for nothing.
-template <class F>
-unsigned int codeOf(F&& f) {
-    try {
-        f();
-        return 0;
-    } catch (VelmoraException const& e) {
-        return e.GetErrorCode();
-    } catch (TStringCore::Exception const&) {
-        return 1;
-    }
-}
+using kestal::testing::raisedCode;
 
 u16string randomText(std::mt19937& random) {
     static const char16_t alphabet[] = u"0123456789+-.exaTtYn \t\r\n\u00A0\u0663\xD83D\xDE00";
@@ -88,14 +78,15 @@ TEST(TScanStringCore, MeasuresAgreeWithTheStringLayer) {
         };
         for (int base : {0, 2, 8, 10, 16, 36}) {
             int length = 0, measured = 0;
-            const unsigned expected = codeOf([&] { length = TStringCore::leftIntegerLength(p, -1, base); });
-            ASSERT_EQ(codeOf([&] { measured = Scan::lengthInt(p, base); }),
+            const unsigned expected =
+                raisedCode([&] { length = TStringCore::leftIntegerLength(p, -1, base); });
+            ASSERT_EQ(raisedCode([&] { measured = Scan::lengthInt(p, base); }),
                       expected || length ? expected : 0x3AD2C18B);
             ASSERT_EQ(measured, length) << i;
         }
         const int number = TStringCore::leftDoubleLength(p, -1);
         int measured = 0;
-        ASSERT_EQ(codeOf([&] { measured = Scan::lengthFloat(p); }), number ? 0 : 0xE601166D) << i;
+        ASSERT_EQ(raisedCode([&] { measured = Scan::lengthFloat(p); }), number ? 0 : 0xE601166D) << i;
         ASSERT_EQ(measured, number);
         ASSERT_EQ(Scan::lengthLine(p), before([](char16_t u) { return u == u'\n'; })) << i;
         ASSERT_EQ(Scan::lengthNonWhitespace(p), before([](char16_t u) { return TCType::isSpace(u); })) << i;
@@ -113,86 +104,16 @@ TEST(TScanStringCore, MeasuresAgreeWithTheStringLayer) {
 // Each operation, at every position of generated texts: it moves by its measure and stores what it
 // moved over; a measure that raises moves nothing; only the conversions raise after moving.
 TEST(TScanStringCore, ReadsAndSkipsMoveByTheirMeasure) {
-    using Measure = int (*)(char16_t const*);
-    struct Op {
-        Measure moved, stored; // stored: null for an operation with no text output
-        void (*run)(Scan&, TStringCore&);
-    };
-    const Op ops[] = {
-        {Scan::lengthBool, nullptr,
-         [](Scan& s, TStringCore&) {
-             bool b;
-             s.readBool(b);
-         }},
-        {Scan::lengthFloat, nullptr,
-         [](Scan& s, TStringCore&) {
-             double d;
-             s.readFloat(d);
-         }},
-        {Scan::lengthFloat, nullptr,
-         [](Scan& s, TStringCore&) {
-             float f;
-             s.readFloat(f);
-         }},
-        {[](char16_t const* p) { return Scan::lengthInt(p, 10); }, nullptr,
-         [](Scan& s, TStringCore&) {
-             short v;
-             s.readInt(v);
-         }},
-        {[](char16_t const* p) { return Scan::lengthInt(p, 0); }, nullptr,
-         [](Scan& s, TStringCore&) {
-             unsigned long long v;
-             s.readInt(v, 0);
-         }},
-        {[](char16_t const* p) { return Scan::lengthInt(p, 16); }, nullptr,
-         [](Scan& s, TStringCore&) { s.skipInt(16); }},
-        {[](char16_t const* p) {
-             const int n = Scan::lengthLine(p);
-             return n + Scan::lengthNewline(p + n);
-         },
-         Scan::lengthLine, [](Scan& s, TStringCore& t) { s.readLine(t); }},
-        {[](char16_t const* p) {
-             const int n = Scan::lengthLine(p);
-             return n + Scan::lengthNewline(p + n);
-         },
-         nullptr, [](Scan& s, TStringCore&) { s.skipLine(); }},
-        {Scan::lengthNewline, nullptr, [](Scan& s, TStringCore&) { s.skipNewline(); }},
-        {Scan::lengthNonWhitespace, Scan::lengthNonWhitespace,
-         [](Scan& s, TStringCore& t) { s.readNonWhitespace(t); }},
-        {Scan::lengthWhitespace, nullptr, [](Scan& s, TStringCore&) { s.skipWhitespace(); }},
-        {[](char16_t const* p) { return Scan::lengthString(p, 3); },
-         [](char16_t const* p) { return Scan::lengthString(p, 3); },
-         [](Scan& s, TStringCore& t) { s.readString(t, 3); }},
-        {[](char16_t const* p) { return Scan::lengthAnyOf(p, u"0123456789.e"); },
-         [](char16_t const* p) { return Scan::lengthAnyOf(p, u"0123456789.e"); },
-         [](Scan& s, TStringCore& t) { s.readAnyOf(t, u"0123456789.e"); }},
-        {[](char16_t const* p) { return Scan::lengthAnyNotOf(p, u"\n\U0001F600"); },
-         [](char16_t const* p) { return Scan::lengthAnyNotOf(p, u"\n\U0001F600"); },
-         [](Scan& s, TStringCore& t) { s.readAnyNotOf(t, u"\n\U0001F600"); }},
-    };
     std::mt19937 random(8);
-    for (int i = 0; i < 600; ++i) {
+    const int params[] = {0, 10, 16, -1}; // bases; counts of readString
+    for (int i = 0; i < 500; ++i) {
         const u16string s = randomText(random);
         const auto buffer = exact(s);
-        const int size = static_cast<int>(s.find(u'\0') == u16string::npos ? s.size() : s.find(u'\0'));
-        for (int start = 0; start <= size; ++start) {
-            for (Op const& op : ops) {
-                int moved = 0;
-                const unsigned measureCode = codeOf([&] { moved = op.moved(buffer.get() + start); });
-                Scan scan(buffer.get());
-                scan.skipString(start);
-                TStringCore out(u"old");
-                const unsigned code = codeOf([&] { op.run(scan, out); });
-                const bool conversion = code == 0x930719DA || code == 0x85FD6267 || code == 0x6C2E9B14;
-                ASSERT_EQ(conversion ? 0 : code, measureCode) << i << ' ' << start << ' ' << (&op - ops);
-                ASSERT_EQ(scan.position(), start + (measureCode ? 0 : moved)) << i << ' ' << start;
-                if (op.stored && !code) {
-                    ASSERT_EQ(text(out), s.substr(start, op.stored(buffer.get() + start)))
-                        << i << ' ' << start;
-                }
-                ASSERT_LE(scan.position(), size);
-            }
-        }
+        const int size = static_cast<int>(std::min(s.find(u'\0'), s.size()));
+        for (int start = 0; start <= size; ++start)
+            for (auto const& op : kestal::testing::kScanOps)
+                ASSERT_EQ(kestal::testing::checkScanOp(op, buffer.get(), size, start, params[i % 4]), "")
+                    << i << ' ' << start << ' ' << (&op - kestal::testing::kScanOps);
     }
 }
 
@@ -276,7 +197,7 @@ TEST(TScanStringCore, FailuresCarryTheirRecordAndLeaveTheCursor) {
             EXPECT_EQ(scan.position(), 1 + row.position) << row.code;
             std::unique_ptr<VelmoraException> clone(e.Clone());
             EXPECT_NE(dynamic_cast<Scan::Exception*>(clone.get()), nullptr);
-            EXPECT_EQ(codeOf([&] {
+            EXPECT_EQ(raisedCode([&] {
                           try {
                               clone->Throw();
                           } catch (Scan::Exception const& thrown) {
@@ -295,10 +216,11 @@ TEST(TScanStringCore, ConversionsStoreTheirValueBeforeRaising) {
     short s = 0;
     unsigned u = 0;
     unsigned long ul = 0;
-    EXPECT_NE(codeOf([&] { Scan(u"1e999").readFloat(d); }), 0u);
-    EXPECT_NE(codeOf([&] { Scan(u"-40000").readInt(s); }), 0u);
-    EXPECT_NE(codeOf([&] { Scan(u"-1").readInt(u); }), 0u);
-    EXPECT_EQ(codeOf([&] { Scan(u"-1").readInt(ul).readFloat(f); }), 0xE601166Du); // full width takes "-1"
+    EXPECT_NE(raisedCode([&] { Scan(u"1e999").readFloat(d); }), 0u);
+    EXPECT_NE(raisedCode([&] { Scan(u"-40000").readInt(s); }), 0u);
+    EXPECT_NE(raisedCode([&] { Scan(u"-1").readInt(u); }), 0u);
+    EXPECT_EQ(raisedCode([&] { Scan(u"-1").readInt(ul).readFloat(f); }),
+              0xE601166Du); // full width takes "-1"
     EXPECT_EQ(std::tuple(d, s, u, ul, f), std::tuple(HUGE_VAL, SHRT_MIN, UINT_MAX, ULONG_MAX, 7.0f));
     Scan(u"1e39").readFloat(f); // beyond float: an infinity, not a failure
     EXPECT_EQ(f, HUGE_VALF);
@@ -416,7 +338,7 @@ TEST(TScanStringCore, NullTextAndBadBase) {
         }
     }
     ::testing::internal::CaptureStderr();
-    EXPECT_EQ(codeOf([&] { null.reset(); }), 0xA2BCBC42u);
+    EXPECT_EQ(raisedCode([&] { null.reset(); }), 0xA2BCBC42u);
     EXPECT_NE(::testing::internal::GetCapturedStderr(), "");
 
     const TStringCore embedded(u"ab\0cd", 5); // a NUL ends the scan, also inside a string
@@ -424,9 +346,9 @@ TEST(TScanStringCore, NullTextAndBadBase) {
     scan.skipString(-1).end();
     scan.reset();
     EXPECT_EQ(scan.position(), 0);
-    EXPECT_EQ(codeOf([] { Scan::lengthInt(u"12", 37); }), 1u);
-    EXPECT_EQ(codeOf([] { Scan(u"7").skipInt(0); }), 1u);         // base 0 needs two units to choose
-    EXPECT_EQ(codeOf([] { Scan(u"").skipInt(1); }), 0x3AD2C18Bu); // an empty text measures 0 first
+    EXPECT_EQ(raisedCode([] { Scan::lengthInt(u"12", 37); }), 1u);
+    EXPECT_EQ(raisedCode([] { Scan(u"7").skipInt(0); }), 1u);         // base 0 needs two units to choose
+    EXPECT_EQ(raisedCode([] { Scan(u"").skipInt(1); }), 0x3AD2C18Bu); // an empty text measures 0 first
 }
 
 } // namespace

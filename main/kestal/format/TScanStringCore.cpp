@@ -7,8 +7,13 @@
 #include "kestal/strings/SetSearch.h"
 #include "kestal/strings/Units.h"
 
+#include <cstdint>
+#include <cstring>
 #include <kestal/TScanStringCore.h>
 #include <string_view>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -44,6 +49,40 @@ auto toInteger(T (TStringCore::*member)(bool*, int) const, int base) {
     return [member, base](TStringCore const& text, bool* ok) { return (text.*member)(ok, base); };
 }
 
+#if defined(__SSE2__)
+// Units before the first LF or NUL, sixteen at a time. An aligned 32-byte load never crosses a
+// page boundary, so the chunk that holds the terminator may be read whole, bytes behind it
+// included; the address sanitizer is told so, as it would flag those bytes.
+__attribute__((no_sanitize_address)) int lineLength(char16_t const* s) noexcept {
+    const auto address = reinterpret_cast<std::uintptr_t>(s);
+    auto const* chunk = reinterpret_cast<__m128i const*>(address & ~std::uintptr_t{31});
+    const __m128i lineFeed = _mm_set1_epi16(u'\n');
+    const __m128i zero = _mm_setzero_si128();
+    // One bit per byte of the chunk, set on both bytes of each LF or NUL.
+    auto stops = [&](__m128i const* at) {
+        const __m128i low = _mm_load_si128(at), high = _mm_load_si128(at + 1);
+        const auto bits = [&](__m128i units) {
+            return static_cast<unsigned int>(_mm_movemask_epi8(
+                _mm_or_si128(_mm_cmpeq_epi16(units, lineFeed), _mm_cmpeq_epi16(units, zero))));
+        };
+        return bits(low) | bits(high) << 16;
+    };
+    // Bytes of the first chunk in front of `s` are masked off.
+    unsigned int found = stops(chunk) & (~0u << (address & 31));
+    while (found == 0)
+        found = stops(chunk += 2);
+    auto const* stop = reinterpret_cast<char const*>(chunk) + __builtin_ctz(found);
+    return static_cast<int>((stop - reinterpret_cast<char const*>(s)) / 2);
+}
+#else
+int lineLength(char16_t const* s) noexcept {
+    int n = 0;
+    while (s[n] != u'\n' && s[n] != 0)
+        ++n;
+    return n;
+}
+#endif
+
 // Units before the first zero unit.
 int unitsBeforeEnd(char16_t const* s) noexcept {
     int n = 0;
@@ -57,13 +96,44 @@ int unitsBeforeEnd(char16_t const* s) noexcept {
 // ---- Measures ----------------------------------------------------------------------------------
 
 int TScanStringCore::lengthBool(char16_t const* s) {
-    static constexpr std::u16string_view kSpellings[] = {u"1", u"0", u"true", u"false", u"yes", u"no"};
-    // Kept on purpose: no end-of-word test, so "10" measures 1 and leaves the "0".
-    for (std::u16string_view spelling : kSpellings) {
-        const int units = static_cast<int>(spelling.size());
-        if (TStringCore::compareN(s, spelling.data(), units, TStringCore::CaseInsensitive) == 0) return units;
+    // The spellings in their order of trial: "1", "0", "true", "false", "yes", "no", each compared
+    // as compareN ignoring case compares. Their first units differ, and no unit but the ASCII
+    // capital folds to any of them, so the first unit picks the one spelling that can match. Kept
+    // on purpose: no end-of-word test, so "10" measures 1 and leaves the "0".
+    std::u16string_view spelling;
+    switch (s[0] | 0x20) {
+    case u'1':
+        spelling = u"1";
+        break;
+    case u'0':
+        spelling = u"0";
+        break;
+    case u't':
+        spelling = u"true";
+        break;
+    case u'f':
+        spelling = u"false";
+        break;
+    case u'y':
+        spelling = u"yes";
+        break;
+    case u'n':
+        spelling = u"no";
+        break;
+    default:
+        raise(kBool);
     }
-    raise(kBool);
+    const int units = static_cast<int>(spelling.size());
+    for (int i = 0; i < units; ++i) {
+        const char16_t unit = s[i], wanted = spelling[i];
+        if (unit == wanted || (wanted >= u'a' && unit == wanted - 0x20)) continue;
+        // Past ASCII a unit may still fold to the letter (U+017F to 's'): compareN decides.
+        if (unit < 0x80 ||
+            TStringCore::compareN(s, spelling.data(), units, TStringCore::CaseInsensitive) != 0)
+            raise(kBool);
+        break;
+    }
+    return units;
 }
 
 int TScanStringCore::lengthInt(char16_t const* s, int base) {
@@ -81,10 +151,7 @@ int TScanStringCore::lengthFloat(char16_t const* s) {
 
 int TScanStringCore::lengthLine(char16_t const* s) noexcept {
     // Kept on purpose: only LF ends a line, so the CR of CR LF stays in it.
-    int n = 0;
-    while (s[n] != u'\n' && s[n] != 0)
-        ++n;
-    return n;
+    return lineLength(s);
 }
 
 int TScanStringCore::lengthNewline(char16_t const* s) {
@@ -133,7 +200,10 @@ int TScanStringCore::lengthAnyNotOf(char16_t const* s, char16_t const* set) {
 // ---- Reads -------------------------------------------------------------------------------------
 
 TScanStringCore& TScanStringCore::readUnits(TStringCore& text, int units) {
-    text.assign(cursor(), units); // keeps the output's block when it is big enough and not shared
+    // The output keeps its own block when that is big enough; a shared block is let go first, so
+    // that nothing of the old text is copied.
+    if (text.isShared()) text.clear();
+    std::memcpy(text.resize(units), cursor(), static_cast<std::size_t>(units) * sizeof(char16_t));
     return advance(units);
 }
 

@@ -29,6 +29,11 @@ inline bool isSpaceUnit(char16_t unit) noexcept {
     return unit < 0x80 ? isAsciiSpace(unit) : TCType::isSpace(unit);
 }
 
+/// TCType::isDigit(char16_t) (decimal digits of any script) with the ASCII answer inline.
+inline bool isDigitUnit(char16_t unit) noexcept {
+    return unit < 0x80 ? unit >= u'0' && unit <= u'9' : TCType::isDigit(unit);
+}
+
 /// Copies `count` units between ranges that do not overlap.
 inline void copyUnits(char16_t* to, char16_t const* from, int count) noexcept {
     std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(char16_t));
