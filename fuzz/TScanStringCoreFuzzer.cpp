@@ -34,7 +34,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
             FUZZ_CHECK(scan.skip(literal.c_str()).position() == start + n);
             if (n == 0) continue;
             std::u16string other = literal;
-            other.back() = static_cast<char16_t>(other.back() + 1);
+            other.back() = other.back() == u'x' ? u'y' : u'x';
             TScanStringCore copy(text.get());
             copy.skipString(start);
             FUZZ_CHECK(kestal::testing::raisedCode([&] { copy.skip(other.c_str()); }) == 0x9DAC629F &&

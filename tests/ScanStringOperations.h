@@ -1,10 +1,11 @@
 // Test and fuzz support for TScanStringCore: the reads and skips as a table, each with the measure
-// that must say how far it moves and how much it stores, and one check that runs an operation at a
+// that says how far it moves and how much it stores, and one check that runs an operation at a
 // position and compares it with its measure.
 #pragma once
 
 #include <kestal/TScanStringCore.h>
 #include <string>
+#include <type_traits>
 
 namespace kestal::testing {
 
@@ -22,87 +23,67 @@ unsigned int raisedCode(F&& f) {
     }
 }
 
-/// One operation; `param` is the base of the integer forms and the count of readString.
+/// The measures and operations of the table; `param` is a base or readString's count.
+struct ScanOps {
+    using S = TScanStringCore;
+    using T = TStringCore;
+    static int boolean(char16_t const* p, int) { return S::lengthBool(p); }
+    static int integer(char16_t const* p, int base) { return S::lengthInt(p, base); }
+    static int floating(char16_t const* p, int) { return S::lengthFloat(p); }
+    static int line(char16_t const* p, int) { return S::lengthLine(p); }
+    static int lineAndEnding(char16_t const* p, int) { return line(p, 0) + S::lengthNewline(p + line(p, 0)); }
+    static int newline(char16_t const* p, int) { return S::lengthNewline(p); }
+    static int word(char16_t const* p, int) { return S::lengthNonWhitespace(p); }
+    static int blanks(char16_t const* p, int) { return S::lengthWhitespace(p); }
+    static int count(char16_t const* p, int n) { return S::lengthString(p, n); }
+    static int digits(char16_t const* p, int) { return S::lengthAnyOf(p, u"0123456789.e"); }
+    static int beforeWide(char16_t const* p, int) { return S::lengthAnyNotOf(p, u"\n\U0001F600\u00A0"); }
+
+    template <class V>
+    static void read(S& s, T&, int base) {
+        V value{};
+        if constexpr (std::is_same_v<V, bool>)
+            s.readBool(value);
+        else if constexpr (std::is_floating_point_v<V>)
+            s.readFloat(value);
+        else
+            s.readInt(value, base);
+    }
+    static void skipInt(S& s, T&, int base) { s.skipInt(base); }
+    static void skipFloat(S& s, T&, int) { s.skipFloat(); }
+    static void readLine(S& s, T& t, int) { s.readLine(t); }
+    static void skipLine(S& s, T&, int) { s.skipLine(); }
+    static void skipNewline(S& s, T&, int) { s.skipNewline(); }
+    static void readWord(S& s, T& t, int) { s.readNonWhitespace(t); }
+    static void skipBlanks(S& s, T&, int) { s.skipWhitespace(); }
+    static void readCount(S& s, T& t, int n) { s.readString(t, n); }
+    static void readDigits(S& s, T& t, int) { s.readAnyOf(t, u"0123456789.e"); }
+    static void readBeforeWide(S& s, T& t, int) { s.readAnyNotOf(t, u"\n\U0001F600\u00A0"); }
+};
+
 struct ScanOp {
     int (*moved)(char16_t const* at, int param);  // units the cursor moves; raises as the operation
     int (*stored)(char16_t const* at, int param); // units stored, or null for no text output
     void (*run)(TScanStringCore& scan, TStringCore& out, int param);
 };
 
-namespace scan_ops {
-using S = TScanStringCore;
-inline int line(char16_t const* p, int) {
-    const int n = S::lengthLine(p);
-    return n + S::lengthNewline(p + n);
-}
-inline int lineOnly(char16_t const* p, int) {
-    return S::lengthLine(p);
-}
-inline int integer(char16_t const* p, int base) {
-    return S::lengthInt(p, base);
-}
-inline int floating(char16_t const* p, int) {
-    return S::lengthFloat(p);
-}
-inline int word(char16_t const* p, int) {
-    return S::lengthNonWhitespace(p);
-}
-inline int count(char16_t const* p, int n) {
-    return S::lengthString(p, n);
-}
-inline int digits(char16_t const* p, int) {
-    return S::lengthAnyOf(p, u"0123456789.e");
-}
-inline int wideStop(char16_t const* p, int) {
-    return S::lengthAnyNotOf(p, u"\n\U0001F600\u00A0");
-}
-} // namespace scan_ops
-
 inline constexpr ScanOp kScanOps[] = {
-    {[](char16_t const* p, int) { return TScanStringCore::lengthBool(p); }, nullptr,
-     [](TScanStringCore& s, TStringCore&, int) {
-         bool b;
-         s.readBool(b);
-     }},
-    {scan_ops::floating, nullptr,
-     [](TScanStringCore& s, TStringCore&, int) {
-         double d;
-         s.readFloat(d);
-     }},
-    {scan_ops::floating, nullptr,
-     [](TScanStringCore& s, TStringCore&, int) {
-         float f;
-         s.readFloat(f);
-     }},
-    {scan_ops::floating, nullptr, [](TScanStringCore& s, TStringCore&, int) { s.skipFloat(); }},
-    {scan_ops::integer, nullptr,
-     [](TScanStringCore& s, TStringCore&, int base) {
-         short v;
-         s.readInt(v, base);
-     }},
-    {scan_ops::integer, nullptr,
-     [](TScanStringCore& s, TStringCore&, int base) {
-         unsigned v;
-         s.readInt(v, base);
-     }},
-    {scan_ops::integer, nullptr,
-     [](TScanStringCore& s, TStringCore&, int base) {
-         long long v;
-         s.readInt(v, base);
-     }},
-    {scan_ops::integer, nullptr, [](TScanStringCore& s, TStringCore&, int base) { s.skipInt(base); }},
-    {scan_ops::line, scan_ops::lineOnly, [](TScanStringCore& s, TStringCore& t, int) { s.readLine(t); }},
-    {scan_ops::line, nullptr, [](TScanStringCore& s, TStringCore&, int) { s.skipLine(); }},
-    {[](char16_t const* p, int) { return TScanStringCore::lengthNewline(p); }, nullptr,
-     [](TScanStringCore& s, TStringCore&, int) { s.skipNewline(); }},
-    {scan_ops::word, scan_ops::word, [](TScanStringCore& s, TStringCore& t, int) { s.readNonWhitespace(t); }},
-    {[](char16_t const* p, int) { return TScanStringCore::lengthWhitespace(p); }, nullptr,
-     [](TScanStringCore& s, TStringCore&, int) { s.skipWhitespace(); }},
-    {scan_ops::count, scan_ops::count, [](TScanStringCore& s, TStringCore& t, int n) { s.readString(t, n); }},
-    {scan_ops::digits, scan_ops::digits,
-     [](TScanStringCore& s, TStringCore& t, int) { s.readAnyOf(t, u"0123456789.e"); }},
-    {scan_ops::wideStop, scan_ops::wideStop,
-     [](TScanStringCore& s, TStringCore& t, int) { s.readAnyNotOf(t, u"\n\U0001F600\u00A0"); }},
+    {ScanOps::boolean, nullptr, ScanOps::read<bool>},
+    {ScanOps::floating, nullptr, ScanOps::read<double>},
+    {ScanOps::floating, nullptr, ScanOps::read<float>},
+    {ScanOps::floating, nullptr, ScanOps::skipFloat},
+    {ScanOps::integer, nullptr, ScanOps::read<short>},
+    {ScanOps::integer, nullptr, ScanOps::read<unsigned>},
+    {ScanOps::integer, nullptr, ScanOps::read<long long>},
+    {ScanOps::integer, nullptr, ScanOps::skipInt},
+    {ScanOps::lineAndEnding, ScanOps::line, ScanOps::readLine},
+    {ScanOps::lineAndEnding, nullptr, ScanOps::skipLine},
+    {ScanOps::newline, nullptr, ScanOps::skipNewline},
+    {ScanOps::word, ScanOps::word, ScanOps::readWord},
+    {ScanOps::blanks, nullptr, ScanOps::skipBlanks},
+    {ScanOps::count, ScanOps::count, ScanOps::readCount},
+    {ScanOps::digits, ScanOps::digits, ScanOps::readDigits},
+    {ScanOps::beforeWide, ScanOps::beforeWide, ScanOps::readBeforeWide},
 };
 
 /// Runs `op` on a scanner standing at `start` of `text` (`size` units before its NUL) and returns

@@ -25,7 +25,7 @@ public:
     explicit TScanStringCore(char16_t const* input) noexcept
         : m_input(input) {}
     /// Scans the string's text up to its first NUL. The string must outlive the scanner and stay
-    /// unchanged (an edit may move its text).
+    /// unchanged (an edit may move its text), so it cannot be the output of a read either.
     explicit TScanStringCore(TStringCore const& input) noexcept
         : m_input(input.constData()) {}
     /// A temporary would be gone before the first read.
@@ -33,8 +33,8 @@ public:
     TScanStringCore(TStringCore const&& input) = delete;
 
     // ---- Measures ------------------------------------------------------------------------------
-    // Code units of the kind at the head of zero-terminated `s`; they never read past the NUL.
-    // White space is TCType::isSpace(char16_t), unit by unit.
+    // Code units of the kind at the head of zero-terminated `s`. Each stops at the end of its field
+    // or at the NUL, whichever comes first. White space is TCType::isSpace(char16_t), unit by unit.
 
     /// "1", "0", "true", "false", "yes", "no" tried in this order, case ignored, with no test of
     /// what follows: "10" measures 1 and "nobody" 2. Raises Exception if none matches.
@@ -62,7 +62,9 @@ public:
 
     // ---- Reads ---------------------------------------------------------------------------------
     // Each replaces its output by what the measure found (a measure of 0 stores the empty string)
-    // and advances past it. A measure that raises leaves the cursor and the output alone.
+    // and advances past it. A measure that raises leaves the cursor and the output alone. The
+    // output keeps its block when it is big enough and not shared; a failed allocation raises
+    // TStringCore's error with the cursor unmoved.
 
     /// True for a first unit of '1', 't', 'T', 'y' or 'Y', after lengthBool accepted the spelling.
     TScanStringCore& readBool(bool& value);

@@ -50,27 +50,29 @@ auto toInteger(T (TStringCore::*member)(bool*, int) const, int base) {
 }
 
 #if defined(__SSE2__)
-// Units before the first LF or NUL, sixteen at a time. An aligned 32-byte load never crosses a
-// page boundary, so the chunk that holds the terminator may be read whole, bytes behind it
-// included; the address sanitizer is told so, as it would flag those bytes.
-__attribute__((no_sanitize_address)) int lineLength(char16_t const* s) noexcept {
-    const auto address = reinterpret_cast<std::uintptr_t>(s);
-    auto const* chunk = reinterpret_cast<__m128i const*>(address & ~std::uintptr_t{31});
+// Lines are found sixteen units at a time. An aligned 32-byte load never crosses a page boundary,
+// so the chunk that holds the terminator may be read whole, bytes behind it included; the address
+// sanitizer is told so, as it would flag those bytes.
+
+// One bit per byte of the aligned chunk, set on both bytes of each LF or NUL.
+__attribute__((no_sanitize_address)) unsigned int lineStops(__m128i const* chunk) noexcept {
     const __m128i lineFeed = _mm_set1_epi16(u'\n');
     const __m128i zero = _mm_setzero_si128();
-    // One bit per byte of the chunk, set on both bytes of each LF or NUL.
-    auto stops = [&](__m128i const* at) {
-        const __m128i low = _mm_load_si128(at), high = _mm_load_si128(at + 1);
-        const auto bits = [&](__m128i units) {
-            return static_cast<unsigned int>(_mm_movemask_epi8(
-                _mm_or_si128(_mm_cmpeq_epi16(units, lineFeed), _mm_cmpeq_epi16(units, zero))));
-        };
-        return bits(low) | bits(high) << 16;
-    };
+    const __m128i low = _mm_load_si128(chunk), high = _mm_load_si128(chunk + 1);
+    const __m128i lowStops = _mm_or_si128(_mm_cmpeq_epi16(low, lineFeed), _mm_cmpeq_epi16(low, zero));
+    const __m128i highStops = _mm_or_si128(_mm_cmpeq_epi16(high, lineFeed), _mm_cmpeq_epi16(high, zero));
+    return static_cast<unsigned int>(_mm_movemask_epi8(lowStops)) |
+           static_cast<unsigned int>(_mm_movemask_epi8(highStops)) << 16;
+}
+
+// Units before the first LF or NUL.
+int lineLength(char16_t const* s) noexcept {
+    const auto address = reinterpret_cast<std::uintptr_t>(s);
+    auto const* chunk = reinterpret_cast<__m128i const*>(address & ~std::uintptr_t{31});
     // Bytes of the first chunk in front of `s` are masked off.
-    unsigned int found = stops(chunk) & (~0u << (address & 31));
+    unsigned int found = lineStops(chunk) & (~0u << (address & 31));
     while (found == 0)
-        found = stops(chunk += 2);
+        found = lineStops(chunk += 2);
     auto const* stop = reinterpret_cast<char const*>(chunk) + __builtin_ctz(found);
     return static_cast<int>((stop - reinterpret_cast<char const*>(s)) / 2);
 }
