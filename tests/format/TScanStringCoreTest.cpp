@@ -2,6 +2,7 @@
 // read and skip moving by its measure at every position, the failure records, line endings and
 // booleans, measures that stop at their field before an unreadable page, what a scan allocates,
 // and reset on a null text.
+#include "CountingOperatorNew.h"
 #include "MemoryTestSupport.h"
 #include "ScanStringOperations.h"
 #include "ScopedLogicAssertHook.h"
@@ -20,25 +21,10 @@
 #include <tuple>
 #include <unistd.h>
 
-// Counts this thread's calls of the global operator new, the library's std containers included.
-namespace {
-thread_local int t_newCalls = 0;
-}
-void* operator new(std::size_t size) {
-    ++t_newCalls;
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-
 namespace {
 
 using kestal::testing::raisedCode;
+using kestal::testing::t_newCalls;
 using kestal::testing::text;
 using Scan = TScanStringCore;
 using std::u16string;

@@ -1,6 +1,7 @@
 // String search: the engines against plain reference searches on generated text (case pairs,
 // surrogates paired and lone, zero units), the rules for `from` and for iterators, and what a
 // search may allocate.
+#include "CountingOperatorNew.h"
 #include "MemoryTestSupport.h"
 #include "TStringTestSupport.h"
 
@@ -16,26 +17,10 @@
 #include <unicode/utf16.h>
 #include <vector>
 
-// Counts this thread's calls of the global operator new, so that a std::vector inside a search
-// shows up as well as the library's own blocks.
-namespace {
-thread_local int t_newCalls = 0;
-}
-void* operator new(std::size_t size) {
-    ++t_newCalls;
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-
 namespace {
 
 using kestal::testing::expectRuntimeError;
+using kestal::testing::t_newCalls;
 using Iterator = TConstCodePointIterator<TStringCore>;
 using std::u16string;
 constexpr auto kSensitive = TStringCore::CaseSensitive;
