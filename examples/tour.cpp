@@ -26,6 +26,7 @@ int main(int argc, char** argv) {
     tour::wordsScene(utf8);
     tour::encodingScene(utf8);
     tour::errorsScene(utf8);
+    tour::scannerScene();
     tour::systemScene();
     return 0;
 }
