@@ -19,5 +19,7 @@ void wordsScene(std::string const& utf8);
 void encodingScene(std::string const& utf8);
 // Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
 void errorsScene(std::string const& utf8);
+// The file named on the command line (null: a Windows-style sample) as a path, taken apart.
+void pathScene(char const* argument);
 
 } // namespace tour
