@@ -40,7 +40,8 @@ unsigned pathFailureCode(F&& action) {
 /// The element walk: starts strictly increase inside the text, each text stands at its start,
 /// elements from the fourth on are names, and the iterator, size, toVector and front agree with
 /// the element functions. The only failure is the element end, exactly for a path ending with its
-/// root; a failed step moves nothing; stepping back always fails.
+/// root; a failed step moves nothing; stepping back fails (out of sync at the second element,
+/// beyond the beginning from the end, as back() does).
 inline std::string walkFailure(TPathCore const& path) {
     constexpr unsigned kElementEnd = 0x38CA4808, kBeyondBeginning = 0x6C884971, kOutOfSync = 0x2BC6B9CE;
     const TStringCore text = path;
@@ -60,9 +61,7 @@ inline std::string walkFailure(TPathCore const& path) {
         if (walked.size() >= 3 && (e.text.contains(u'/') || (e.text.isEmpty() && !hasZeroUnit(text))))
             return "a later element is not a name";
         TPathCore::iterator back = it;
-        if (walked.size() < 2 &&
-            (pathFailureCode([&] { --back; }) != (e.start == 0 ? kBeyondBeginning : kOutOfSync) ||
-             back != it))
+        if (walked.size() == 1 && (pathFailureCode([&] { --back; }) != kOutOfSync || back != it))
             return "stepping back";
         walked.push_back(e.text);
         const TPathCore::iterator before = it;

@@ -30,75 +30,6 @@ enum : unsigned int {
                                                 TStringCore(message));
 }
 
-} // namespace
-
-// ---- TPathCore::Exception ----------------------------------------------------------------------
-
-TPathCore::Exception::Exception(TStringCore const& message, TError::ErrorInfo const& info)
-    : VelmoraException(message, info) {
-    // The call stack follows the message, one line per message, when the walker is active.
-    TStackWalker walker;
-    if (walker.GenerateCallstack())
-        for (std::string const& line : walker.GetCollected())
-            StackMessage(TStringCore::fromStdString(line));
-}
-
-TPathCore::Exception::Exception(Exception const& other) = default;
-// A move copies: the base has no move, and a moved-from exception would lose its stacks.
-TPathCore::Exception::Exception(Exception&& other)
-    : VelmoraException(other) {}
-TPathCore::Exception::~Exception() = default;
-
-TPathCore::Exception* TPathCore::Exception::Clone() const {
-    return new Exception(*this);
-}
-
-void TPathCore::Exception::Throw() const {
-    throw Exception(*this);
-}
-
-// ---- The walk on TPathCore ---------------------------------------------------------------------
-
-TPathCore::iterator TPathCore::begin() const {
-    return iterator(*this, 0);
-}
-
-TPathCore::iterator TPathCore::end() const {
-    return iterator(*this, -1);
-}
-
-TStringCore TPathCore::front() const {
-    return *iterator(*this, 0);
-}
-
-TStringCore TPathCore::back() const {
-    // Kept on purpose as written: prev() from the end iterator fails at once, so this always
-    // raises the decrement-beyond-beginning failure.
-    iterator it = end();
-    it = it.prev();
-    return *it;
-}
-
-std::vector<TStringCore> TPathCore::toVector() const {
-    std::vector<TStringCore> elements;
-    for (iterator it = begin(), last = end(); it != last; ++it)
-        elements.push_back(*it);
-    return elements;
-}
-
-TPathCore TPathCore::fromVector(std::vector<TStringCore> const& elements) {
-    TPathCore result;
-    for (TStringCore const& text : elements)
-        result.Append(TPathCore(text));
-    return result;
-}
-
-// ---- TPathCore::iterator -----------------------------------------------------------------------
-// The public element functions and the steps forward to the engine below, which takes the root
-// name length once per step.
-
-namespace {
-
 // The first "/" in [from, n), or -1. Eight units per step, as two words: a lane equal to "/"
 // becomes zero after the exclusive or, and the lowest lane that the zero test flags is exact (a
 // borrow only flags lanes above a true zero). Most names end within one step, so the step's one
@@ -179,6 +110,41 @@ void elementText(TStringCore const& text, int position, int end, TStringCore& ou
 
 } // namespace
 
+// ---- TPathCore::Exception ----------------------------------------------------------------------
+
+TPathCore::Exception::Exception(TStringCore const& message, TError::ErrorInfo const& info)
+    : VelmoraException(message, info) {
+    // The call stack follows the message, one line per message, when the walker is active.
+    TStackWalker walker;
+    if (walker.GenerateCallstack())
+        for (std::string const& line : walker.GetCollected())
+            StackMessage(TStringCore::fromStdString(line));
+}
+
+TPathCore::Exception::Exception(Exception const& other) = default;
+// A move copies: the base has no move, and a moved-from exception would lose its stacks.
+TPathCore::Exception::Exception(Exception&& other)
+    : VelmoraException(other) {}
+TPathCore::Exception::~Exception() = default;
+
+TPathCore::Exception* TPathCore::Exception::Clone() const {
+    return new Exception(*this);
+}
+
+void TPathCore::Exception::Throw() const {
+    throw Exception(*this);
+}
+
+// ---- The walk on TPathCore ---------------------------------------------------------------------
+
+TPathCore::iterator TPathCore::begin() const {
+    return iterator(*this, 0);
+}
+
+TPathCore::iterator TPathCore::end() const {
+    return iterator(*this, -1);
+}
+
 int TPathCore::size() const {
     // The iterator's walk by positions alone: the texts play no part in the count or its failure.
     if (IsEmpty()) return 0;
@@ -189,6 +155,36 @@ int TPathCore::size() const {
         end = elementEnd(m_path, r, start);
     return count;
 }
+
+TStringCore TPathCore::front() const {
+    return *iterator(*this, 0);
+}
+
+TStringCore TPathCore::back() const {
+    // Kept on purpose as written: prev() from the end iterator fails at once, so this always
+    // raises the decrement-beyond-beginning failure.
+    iterator it = end();
+    it = it.prev();
+    return *it;
+}
+
+std::vector<TStringCore> TPathCore::toVector() const {
+    std::vector<TStringCore> elements;
+    for (iterator it = begin(), last = end(); it != last; ++it)
+        elements.push_back(*it);
+    return elements;
+}
+
+TPathCore TPathCore::fromVector(std::vector<TStringCore> const& elements) {
+    TPathCore result;
+    for (TStringCore const& text : elements)
+        result.Append(TPathCore(text));
+    return result;
+}
+
+// ---- TPathCore::iterator -----------------------------------------------------------------------
+// The public element functions and the steps forward to the engine above, which takes the root
+// name length once per step.
 
 TPathCore::iterator::iterator(TPathCore const& path, int position)
     : m_path(&path)
