@@ -281,8 +281,9 @@ public:
         TStringCore text;
     };
 
-    /// The element at `position` of `path`; the end iterator for the empty path or a negative
-    /// position. Raises Exception for a position at or beyond the text's length, 0 excepted.
+    /// The element at `position` of `path`; the end iterator for the empty path (any position)
+    /// and for -1. Another negative position is kept, with empty text. Raises Exception for a
+    /// position at or beyond the text's length, 0 excepted.
     iterator(TPathCore const& path, int position);
     iterator(iterator const&) = default;
     ~iterator() = default;
@@ -300,7 +301,7 @@ public:
     /// The text this iterator holds, valid until it moves.
     TStringCore const* operator->() const noexcept { return &m_element.text; }
 
-    /// next(), then this iterator.
+    /// next(), then this iterator (without next()'s copy).
     iterator& operator++();
     /// A copy from before next().
     iterator operator++(int);
@@ -332,8 +333,6 @@ private:
         return m_element.start == other.m_element.start &&
                (m_path == other.m_path || m_path->Compare(*other.m_path) == 0);
     }
-    // next() without the copy it returns.
-    void Step();
 
     TPathCore const* m_path;
     Element m_element;

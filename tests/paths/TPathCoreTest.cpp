@@ -190,8 +190,9 @@ TEST(TPathCore, StdPathCarriesUtf8BothWays) {
 }
 
 TEST(TPathCore, GeneratedTextsKeepTheInvariants) {
-    // Every text of up to 4 units over the units the grammar reads, then longer random ones.
-    constexpr char16_t alphabet[] = u"/\\:?.$CUNx";
+    // Every text of up to 4 units over the units the grammar reads, then longer random ones, zero
+    // units among them.
+    constexpr char16_t alphabet[] = u"/\\:?.$CUNx\0";
     auto check = [](u16string const& s) {
         const TStringCore t = units(s);
         SCOPED_TRACE(std::string(s.begin(), s.end()));
@@ -211,7 +212,7 @@ TEST(TPathCore, GeneratedTextsKeepTheInvariants) {
             check(s);
         }
     std::mt19937 rng(13);
-    std::uniform_int_distribution<int> unit(0, 9), length(5, 12);
+    std::uniform_int_distribution<int> unit(0, 10), length(5, 12);
     for (int i = 0; i < 6000; ++i) {
         s.assign(static_cast<std::size_t>(length(rng)), u'x');
         for (char16_t& c : s)

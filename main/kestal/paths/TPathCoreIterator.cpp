@@ -30,46 +30,65 @@ enum : unsigned int {
                                                 TStringCore(message));
 }
 
-// The first "/" in [from, n), or -1. Eight units per step, as two words: a lane equal to "/"
-// becomes zero after the exclusive or, and the lowest lane that the zero test flags is exact (a
-// borrow only flags lanes above a true zero). Most names end within one step, so the step's one
-// branch is well predicted where a unit loop's exit is not.
-int firstSeparator(char16_t const* units, int from, int n) noexcept {
-    constexpr std::uint64_t ones = 0x0001000100010001u, highs = 0x8000800080008000u, slashes = ones * u'/';
-    auto zeroLanes = [&](int at) {
+// The engine of the walk. Its pieces are forced inline: a step is a handful of short scans, and
+// calls between them cost as much as the scans.
+
+// The first `unit` in [from, n), or -1. Eight units per step, as two words in which each lane
+// equal to the unit gets its high bit set, exactly (no carry crosses lanes). The last units are
+// read as the eight that end the text, their lanes before `from` masked off, so a text of eight
+// units or more never takes the unit loop. Most names end within one step, so the one branch of
+// a step is well predicted where a unit loop's exit is not.
+[[gnu::always_inline]] inline int firstUnit(char16_t const* units, int from, int n, char16_t unit) noexcept {
+    constexpr std::uint64_t low15 = 0x7FFF7FFF7FFF7FFFu;
+    const std::uint64_t pattern = 0x0001000100010001u * unit;
+    auto matches = [&](int at) {
         std::uint64_t word;
         std::memcpy(&word, units + at, sizeof word);
-        word ^= slashes;
-        return (word - ones) & ~word & highs;
+        word ^= pattern;
+        return ~(((word & low15) + low15) | word | low15);
+    };
+    auto first = [](int at, std::uint64_t low, std::uint64_t high) {
+        return at + (low ? std::countr_zero(low) : 64 + std::countr_zero(high)) / 16;
     };
     int i = from;
-    if constexpr (std::endian::native == std::endian::little)
-        for (; i + 8 <= n; i += 8) {
-            const std::uint64_t low = zeroLanes(i), high = zeroLanes(i + 4);
-            if (low | high) return i + (low ? std::countr_zero(low) : 64 + std::countr_zero(high)) / 16;
+    if constexpr (std::endian::native == std::endian::little) {
+        if (n >= 8) {
+            for (; i + 8 <= n; i += 8) {
+                const std::uint64_t low = matches(i), high = matches(i + 4);
+                if (low | high) return first(i, low, high);
+            }
+            if (i >= n) return -1;
+            const int at = n - 8, skip = i - at; // 1..7 lanes already looked at
+            std::uint64_t low = matches(at), high = matches(at + 4);
+            if (skip >= 4)
+                low = 0, high &= ~std::uint64_t(0) << (16 * (skip - 4));
+            else
+                low &= ~std::uint64_t(0) << (16 * skip);
+            return low | high ? first(at, low, high) : -1;
         }
+    }
     for (; i < n; ++i)
-        if (units[i] == u'/') return i;
+        if (units[i] == unit) return i;
     return -1;
 }
 
-int rootLength(TStringCore const& text) noexcept {
+[[gnu::always_inline]] inline int rootLength(TStringCore const& text) noexcept {
     return kestal::paths::rootNameLength(kestal::paths::textOf(text));
 }
 
 // locateElementEnd with r known.
-int elementEnd(TStringCore const& text, int r, int position) {
+[[gnu::always_inline]] inline int elementEnd(TStringCore const& text, int r, int position) {
     if (position == 0 && r > 0) return r; // the root name
     if (position != 0 && (position < 0 || position >= text.size()))
         raise(kElementStart,
               u"TPathCore::iterator::locateElementEnd element starting position is out of range.");
     if (position == r && kestal::paths::rootDirectoryPosition(kestal::paths::textOf(text)) == r)
         return r + 1; // the root directory
-    return firstSeparator(text.constData(), position, text.size());
+    return firstUnit(text.constData(), position, text.size(), u'/');
 }
 
 // locateNextElement with r known.
-int nextStart(TStringCore const& text, int r, int start, int end) {
+[[gnu::always_inline]] inline int nextStart(TStringCore const& text, int r, int start, int end) {
     if (end < 0) return end;
     const int n = text.size();
     if (end >= n)
@@ -86,12 +105,14 @@ int nextStart(TStringCore const& text, int r, int start, int end) {
 // The text of the element [position, end) into `out`, as mid gives it: an end at or before the
 // position (a "/" after a relative path's first name, or none) takes the rest, up to a zero unit.
 // Written in place, so a walk reuses the iterator's own storage.
-void elementText(TStringCore const& text, int position, int end, TStringCore& out) {
+[[gnu::always_inline]] inline void elementText(TStringCore const& text, int position, int end,
+                                               TStringCore& out) {
     char16_t const* units = text.constData() + position;
     int length = end - position;
-    if (end <= position)
-        for (length = 0; position + length < text.size() && units[length] != 0;)
-            ++length;
+    if (end <= position) {
+        const int zero = firstUnit(text.constData(), position, text.size(), 0);
+        length = (zero < 0 ? text.size() : zero) - position;
+    }
     // A short text goes back to the inline form: a block kept from a longer element would make
     // every copy of the element a shared one.
     if (length < TStringManager::InlineCapacity && out.capacity() > TStringManager::InlineCapacity)
@@ -209,7 +230,8 @@ TPathCore::iterator& TPathCore::iterator::operator=(iterator const& other) {
     return *this;
 }
 
-void TPathCore::iterator::Step() {
+// The step of next(), in place.
+TPathCore::iterator& TPathCore::iterator::operator++() {
     TStringCore const& text = m_path->m_path;
     const int start = m_element.start;
     // This test also covers the one of getNextElement.
@@ -225,16 +247,12 @@ void TPathCore::iterator::Step() {
         elementText(text, position, end, m_element.text);
     m_element.start = position;
     m_element.end = end;
-}
-
-TPathCore::iterator& TPathCore::iterator::operator++() {
-    Step();
     return *this;
 }
 
 TPathCore::iterator TPathCore::iterator::operator++(int) {
     iterator before(*this);
-    Step();
+    ++*this;
     return before;
 }
 
@@ -249,7 +267,7 @@ TPathCore::iterator TPathCore::iterator::operator--(int) {
 }
 
 TPathCore::iterator TPathCore::iterator::next() {
-    Step();
+    ++*this;
     return *this;
 }
 
