@@ -24,5 +24,7 @@ void scannerScene();
 
 // Last: the executable's file name, the time since start and the peak resident size.
 void systemScene();
+// The file named on the command line (null: a Windows-style sample) as a path, taken apart.
+void pathScene(char const* argument);
 
 } // namespace tour

@@ -1,5 +1,5 @@
 // A short tour of libkestal: reads a UTF-8 text (a file named on the command line, or a built-in
-// sample) and runs each scene of TourScenes.h on it.
+// sample) and runs each scene of TourScenes.h on it; the path scene takes the file's name.
 #include "TourScenes.h"
 
 #include <fstream>
@@ -28,5 +28,6 @@ int main(int argc, char** argv) {
     tour::errorsScene(utf8);
     tour::scannerScene();
     tour::systemScene();
+    tour::pathScene(argc > 1 ? argv[1] : nullptr);
     return 0;
 }
