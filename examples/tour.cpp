@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
     tour::encodingScene(utf8);
     tour::errorsScene(utf8);
     tour::scannerScene();
-    tour::systemScene();
     tour::pathScene(argc > 1 ? argv[1] : nullptr);
+    tour::systemScene();
     return 0;
 }
