@@ -19,5 +19,7 @@ void wordsScene(std::string const& utf8);
 void encodingScene(std::string const& utf8);
 // Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
 void errorsScene(std::string const& utf8);
+// Stops three worker threads at once through one cancel root and waits until all have stopped.
+void cancelScene(std::string const& utf8);
 
 } // namespace tour

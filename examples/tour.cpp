@@ -26,5 +26,6 @@ int main(int argc, char** argv) {
     tour::wordsScene(utf8);
     tour::encodingScene(utf8);
     tour::errorsScene(utf8);
+    tour::cancelScene(utf8);
     return 0;
 }
