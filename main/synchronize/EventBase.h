@@ -33,19 +33,23 @@ public:
     void Erase(void* key) noexcept;
     /// Runs every entry present at the start that is still present when reached. An exception
     /// from a callback leaves at once.
-    void RunAll();
+    void RunAll() {
+        if (m_first) RunEntries();
+    }
 
 private:
     struct Entry;
     class Pin;
 
+    void RunEntries();
     void Retire(Entry* entry) noexcept;
     void Unlink(Entry* entry) noexcept;
 
-    std::unordered_map<void*, Entry*> m_byKey; // the live entries
-    Entry* m_first = nullptr;                  // every entry in order, retired ones still in a walk included
+    // The list head first: a Signal with no callbacks reads nothing else.
+    Entry* m_first = nullptr; // every entry in order, retired ones still in a walk included
     Entry* m_last = nullptr;
     std::uint64_t m_lastSerial = 0;
+    std::unordered_map<void*, Entry*> m_byKey; // the live entries
 };
 
 class EventBase {

@@ -22,7 +22,7 @@ IEvent::~IEvent() = default;
 
 // ---- TEvent ----
 
-class TEvent::Impl : public kestal::detail::ManualReset {};
+class TEvent::Impl final : public kestal::detail::ManualReset {};
 
 TEvent::TEvent()
     : TEvent(false) {}
@@ -136,7 +136,7 @@ void TCountdownEvent::RemoveOnSignalCallback(void* key) const {
 
 // The node's own event, its children in address order, and the child lock. Members go in reverse:
 // the child lock, then the children (released), then the own event.
-class TCancelEvent::Impl : public TEvent {
+class TCancelEvent::Impl final : public TEvent {
 public:
     ~Impl() override = default;
 

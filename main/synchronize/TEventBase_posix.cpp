@@ -83,7 +83,7 @@ void CallbackTable::Erase(void* key) noexcept {
     Retire(entry);
 }
 
-void CallbackTable::RunAll() {
+void CallbackTable::RunEntries() {
     // Entries are in serial order; those added by the callbacks below come after `last`.
     const std::uint64_t last = m_lastSerial;
     for (Entry* entry = m_first; entry && entry->serial <= last;) {
