@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <kestal/TLocks.h>
+#include <memory>
 #include <mutex>
 #include <unordered_map>
 
@@ -22,7 +23,7 @@ namespace kestal::detail {
 // during a walk is left for the next one.
 class CallbackTable {
 public:
-    CallbackTable();
+    CallbackTable() = default;
     /// Frees the entries without running them.
     ~CallbackTable();
     CallbackTable(CallbackTable const&) = delete;
@@ -49,7 +50,8 @@ private:
     Entry* m_first = nullptr; // every entry in order, retired ones still in a walk included
     Entry* m_last = nullptr;
     std::uint64_t m_lastSerial = 0;
-    std::unordered_map<void*, Entry*> m_byKey; // the live entries
+    // The live entries; made by the first Set, so that an event without callbacks stays small.
+    std::unique_ptr<std::unordered_map<void*, Entry*>> m_byKey;
 };
 
 class EventBase {

@@ -48,20 +48,20 @@ private:
     Entry* m_entry;
 };
 
-CallbackTable::CallbackTable() {
-    m_byKey.max_load_factor(1.0f);
-}
-
 CallbackTable::~CallbackTable() {
     for (Entry* entry = m_first; entry;)
         delete std::exchange(entry, entry->next);
 }
 
 void CallbackTable::Set(void* key, std::function<void()> callback) {
+    if (!m_byKey) {
+        m_byKey = std::make_unique<std::unordered_map<void*, Entry*>>();
+        m_byKey->max_load_factor(1.0f);
+    }
     auto* entry = new Entry{std::move(callback), m_lastSerial + 1};
     Entry* replaced = nullptr;
     try {
-        auto [it, inserted] = m_byKey.try_emplace(key, entry);
+        auto [it, inserted] = m_byKey->try_emplace(key, entry);
         if (!inserted) replaced = std::exchange(it->second, entry);
     } catch (...) {
         delete entry;
@@ -76,10 +76,11 @@ void CallbackTable::Set(void* key, std::function<void()> callback) {
 }
 
 void CallbackTable::Erase(void* key) noexcept {
-    const auto it = m_byKey.find(key);
-    if (it == m_byKey.end()) return;
+    if (!m_byKey) return;
+    const auto it = m_byKey->find(key);
+    if (it == m_byKey->end()) return;
     Entry* entry = it->second;
-    m_byKey.erase(it);
+    m_byKey->erase(it);
     Retire(entry);
 }
 
