@@ -12,15 +12,23 @@
 using kestal::detail::RaiseLogicAssert;
 namespace LogicAsserts = kestal::detail::LogicAsserts;
 
+// Exported forwarders: defined out of line, which exports them; the calls below still inline them.
 class KESTAL_API TRecursiveMutex::Impl {
 public:
-    void Lock() { m_mutex.lock(); }
-    void Unlock() { m_mutex.unlock(); }
+    void Lock();
+    void Unlock();
     bool TryLock() { return m_mutex.try_lock(); }
 
 private:
     std::recursive_mutex m_mutex;
 };
+
+void TRecursiveMutex::Impl::Lock() {
+    m_mutex.lock();
+}
+void TRecursiveMutex::Impl::Unlock() {
+    m_mutex.unlock();
+}
 
 TRecursiveMutex::TRecursiveMutex()
     : TRecursiveMutex(0) {}
