@@ -1,5 +1,5 @@
 // An uncontended Acquire and Release of TSemaphore beside sem_wait/sem_post on an unnamed sem_t and
-// std::counting_semaphore (a maximum of 2: at 1, release makes a system call every time), and a
+// std::counting_semaphore holding 2 units (holding 1, its release makes a system call every time), and a
 // TSemaphoreScope round trip with the pointer moved in or copied, beside the sem_t pair. Either
 // scope row adds and drops one reference: the scope gives its pointer up when it releases.
 #include <benchmark/benchmark.h>
@@ -31,7 +31,7 @@ void PairSemT(benchmark::State& state) {
 }
 
 void PairStd(benchmark::State& state) {
-    std::counting_semaphore<2> s(1);
+    std::counting_semaphore<2> s(2); // from 1, every release would wake a waiter through a system call
     for (auto _ : state) {
         s.acquire();
         s.release();

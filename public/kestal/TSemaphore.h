@@ -20,14 +20,15 @@ public:
     /// Takes a free unit, without blocking.
     virtual bool TryAcquire() = 0;
     /// Blocks until it takes a unit. A signal handler that interrupts the wait makes it raise
-    /// VelmoraException: the wait is not restarted.
+    /// VelmoraException (code 0x18E19F4F, "TSemaphore::Acquire: error=4"): it is not restarted.
     virtual void Acquire() = 0;
     /// Gives a unit back; beyond the initial count too. At the platform's largest count
-    /// (SEM_VALUE_MAX) raises VelmoraException.
+    /// (SEM_VALUE_MAX) raises VelmoraException (code 0xB6046C37, "TSemaphore::Release: error=75").
     virtual void Release() = 0;
 
-    /// A new semaphore with `count` free units. A count above SEM_VALUE_MAX, or a platform
-    /// failure, raises VelmoraException.
+    /// A new semaphore with `count` free units, holding one reference. A count above
+    /// SEM_VALUE_MAX, or any other platform failure, raises VelmoraException (code 0xE36AE9A6,
+    /// "TSemaphore::Construct: error=" and errno, 22 for the count).
     static RefCntPtr<TSemaphore, RefCntObject> Construct(unsigned int count);
 
 protected:
