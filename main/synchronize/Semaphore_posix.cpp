@@ -62,7 +62,7 @@ private:
 } // namespace
 
 RefCntPtr<TSemaphore, RefCntObject> TSemaphore::Construct(unsigned int count) {
-    auto semaphore = std::make_unique<Semaphore_posix>();
+    auto semaphore = std::make_unique<Semaphore_posix>(); // deleted by the raise below, if any
     // The object's address makes the name unique within the process while it is open.
     char name[255];
     std::snprintf(name, sizeof name, "velmora_%d_%p", static_cast<int>(getpid()),
