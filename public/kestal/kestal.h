@@ -31,6 +31,7 @@
 #include <kestal/TCancelEvent.h>
 #include <kestal/TEvent.h>
 #include <kestal/TLocks.h>
+#include <kestal/TSemaphore.h>
 
 // Paths
 #include <kestal/TPathCore.h>
