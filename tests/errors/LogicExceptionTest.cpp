@@ -73,18 +73,17 @@ TEST(LogicException, LookupGivesThePublicTextAndMayThrow) {
 
 // Without a hook both forms trace the same line and throw the fixed code; the caller's is dropped.
 TEST(ThrowLogicException, UnhookedTracesAndThrowsTheFixedCode) {
-    const std::function<void()> forms[] = {
-        [] { ThrowLogicException("main/x", 1234567, "a > b"); },
-        [] { ThrowLogicException("main/x", 1234567, "a > b", VelmoraError(5, u"dropped")); },
-        [] { ThrowLogicException(nullptr, -1, "gr\xC3\xBC\xC3\x9F", VelmoraError(5, u"dropped")); },
-    };
-    const std::string traces[] = {"at main/x line 1234567: a > b", "at main/x line 1234567: a > b",
-                                  "at  line -1: gr\xC3\xBC\xC3\x9F"};
-    for (int i = 0; i < 3; ++i) {
+    const std::pair<void (*)(), std::string> forms[] = {
+        {[] { ThrowLogicException("main/x", 1234567, "a > b"); }, "at main/x line 1234567: a > b"},
+        {[] { ThrowLogicException("main/x", 1234567, "a > b", VelmoraError(5, u"dropped")); },
+         "at main/x line 1234567: a > b"},
+        {[] { ThrowLogicException(nullptr, -1, "gr\xC3\xBC\xC3\x9F", VelmoraError(5, u"dropped")); },
+         "at  line -1: gr\xC3\xBC\xC3\x9F"}};
+    for (auto const& [form, where] : forms) {
         ::testing::internal::CaptureStderr();
-        const LogicException e = raised(forms[i]);
+        const LogicException e = raised(form);
         const std::string trace = ::testing::internal::GetCapturedStderr();
-        EXPECT_EQ(trace, "LogicAssert failed (but no hook has been set) " + traces[i]);
+        EXPECT_EQ(trace, "LogicAssert failed (but no hook has been set) " + where);
         EXPECT_EQ(e.GetInternalMessage(), TStringCore::fromUtf8(trace.c_str()));
         EXPECT_EQ(text(e.GetMessagesFront()), u"Internal error.");
         EXPECT_EQ(e.GetErrorInfo(), TError::ErrorInfo(VelmoraError(0xA2BCBC42, u""), TError::Client));

@@ -8,17 +8,12 @@
 #include "ScopedLogicAssertHook.h"
 #include "TStringTestSupport.h"
 
-#include <algorithm>
 #include <climits>
 #include <cmath>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <kestal/TCType.h>
-#include <memory>
-#include <new>
 #include <random>
 #include <sys/mman.h>
-#include <tuple>
 #include <unistd.h>
 
 namespace {
