@@ -32,6 +32,10 @@
 #include <kestal/TEvent.h>
 #include <kestal/TLocks.h>
 
+// Threads
+#include <kestal/NonThreadPoolWorkerManager.h>
+#include <kestal/TThreadPool.h>
+
 // Paths
 #include <kestal/TPathCore.h>
 
