@@ -3,6 +3,7 @@
 // outside the timed loop; each iteration runs the operation once per text.
 #include <benchmark/benchmark.h>
 #include <filesystem>
+#include <iterator>
 #include <kestal/TPathCore.h>
 #include <kestal/TStringCore.h>
 #include <random>
@@ -110,6 +111,48 @@ void SlashStd(benchmark::State& state) {
     eachStd(state, [&](std::filesystem::path const& p) { return p / relative; });
 }
 
+// Every element visited: from the text, then on a built path (std keeps its parsed elements; a
+// TPathCore keeps none, so it parses as it walks), and the count alone.
+std::size_t visit(TPathCore const& p) {
+    std::size_t units = 0;
+    for (TStringCore const& element : p)
+        units += static_cast<std::size_t>(element.size());
+    return units;
+}
+std::size_t visit(std::filesystem::path const& p) {
+    std::size_t bytes = 0;
+    for (std::filesystem::path const& element : p)
+        bytes += element.native().size();
+    return bytes;
+}
+
+void ConstructVisitKestal(benchmark::State& state) {
+    Texts const& t = texts();
+    for (auto _ : state)
+        for (TStringCore const& s : t.utf16)
+            benchmark::DoNotOptimize(visit(TPathCore(s)));
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+void ConstructVisitStd(benchmark::State& state) {
+    Texts const& t = texts();
+    for (auto _ : state)
+        for (std::string const& s : t.utf8)
+            benchmark::DoNotOptimize(visit(std::filesystem::path(s)));
+    state.SetItemsProcessed(state.iterations() * 1000);
+}
+void WalkKestal(benchmark::State& state) {
+    eachKestal(state, [](TPathCore const& p) { return visit(p); });
+}
+void WalkStd(benchmark::State& state) {
+    eachStd(state, [](std::filesystem::path const& p) { return visit(p); });
+}
+void SizeKestal(benchmark::State& state) {
+    eachKestal(state, [](TPathCore const& p) { return p.size(); });
+}
+void SizeStd(benchmark::State& state) {
+    eachStd(state, [](std::filesystem::path const& p) { return std::distance(p.begin(), p.end()); });
+}
+
 } // namespace
 
 BENCHMARK(ConstructKestal)->Name("Construct/kestal/1000");
@@ -122,3 +165,9 @@ BENCHMARK(FilenameKestal)->Name("Filename/kestal/1000");
 BENCHMARK(FilenameStd)->Name("Filename/std/1000");
 BENCHMARK(SlashKestal)->Name("SlashTwoNames/kestal/1000");
 BENCHMARK(SlashStd)->Name("SlashTwoNames/std/1000");
+BENCHMARK(ConstructVisitKestal)->Name("ConstructVisit/kestal/1000");
+BENCHMARK(ConstructVisitStd)->Name("ConstructVisit/std/1000");
+BENCHMARK(WalkKestal)->Name("WalkBuilt/kestal/1000");
+BENCHMARK(WalkStd)->Name("WalkBuilt/std/1000");
+BENCHMARK(SizeKestal)->Name("Size/kestal/1000");
+BENCHMARK(SizeStd)->Name("Size/std/1000");

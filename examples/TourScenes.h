@@ -1,4 +1,4 @@
-// The tour's scenes: each shows one part of libkestal on the same input text. main() in tour.cpp
+// The tour's scenes: each shows one part of libkestal, most on the same input text. main() in tour.cpp
 // runs them in order; a new scene is one file (*Scene.cpp), one declaration here and one call there.
 #pragma once
 
@@ -19,8 +19,12 @@ void wordsScene(std::string const& utf8);
 void encodingScene(std::string const& utf8);
 // Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
 void errorsScene(std::string const& utf8);
+// Reads "name = value" settings of its own and logs the exception of each malformed line.
+void scannerScene();
 
 // Last: the executable's file name, the time since start and the peak resident size.
 void systemScene();
+// The file named on the command line (null: a Windows-style sample) as a path, taken apart.
+void pathScene(char const* argument);
 
 } // namespace tour

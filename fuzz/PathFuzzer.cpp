@@ -1,7 +1,7 @@
 // Paths from arbitrary UTF-16 units (zero units, lone surrogates and backslashes included), made by
 // the constructor, MakePath, fromWindows and FromStdPath (the raw bytes as native text), and held
-// to the relations of tests/PathInvariants.h. The two halves of the input then meet in the joins,
-// Swap, ReplaceExtension and both comparison rules.
+// to the relations of tests/PathInvariants.h, the element walk among them. The two halves of the
+// input then meet in the joins, Swap, ReplaceExtension and both comparison rules.
 #include "FuzzCheck.h"
 #include "PathInvariants.h"
 

@@ -11,13 +11,18 @@
 // text as given, and every query copes with a trailing "/". Equality ignores case; operator<
 // orders code units case-sensitively, so "/A" == "/a" and yet "/A" < "/a".
 //
-// Nothing here raises a path error: bad input is just text. Building a result may raise the string
-// layer's CapacityException or OutOfMemoryException.
+// Only the element walk raises a path error (TPathCore::Exception): everything else takes bad input
+// as just text. Building a result may raise the string layer's CapacityException or
+// OutOfMemoryException.
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
+#include <iterator>
 #include <kestal/KestalExport.h>
 #include <kestal/TStringCore.h>
+#include <kestal/VelmoraException.h>
+#include <vector>
 
 class KESTAL_API TPathCore {
 public:
@@ -200,6 +205,34 @@ public:
     /// constructor does. Raises TStringCore::Exception for 2^31 bytes or more.
     static TPathCore FromStdPath(std::filesystem::path const& path);
 
+    // ---- Element walk -----------------------------------------------------------------------
+    // The walk is position arithmetic on the text, with no parsed form: root name, root
+    // directory, then the parts between separators. A relative path with a directory part yields
+    // the rest of the text after its first name as one element ("a/b" walks "a", "/b", "b"), and
+    // a path that ends with its root ("/", "C:/", "//server") cannot be walked past that root.
+
+    class Exception;
+    class iterator;
+
+    /// iterator(*this, 0).
+    iterator begin() const;
+    /// The end iterator: start and end -1, empty text.
+    iterator end() const;
+    /// The number of elements, by walking from begin(); 0 for the empty path. Raises Exception
+    /// (element end out of range) for a path that ends with its root.
+    int size() const;
+    /// The first element's text, empty for the empty path. Works on every path: "/" gives "/".
+    TStringCore front() const;
+    /// Always raises Exception (decrement beyond beginning), for every path: the walk cannot go
+    /// back from the end.
+    TStringCore back() const;
+    /// The element texts, by walking from begin(); raises as size() does.
+    std::vector<TStringCore> toVector() const;
+    /// Appends each text, made a path and stripped of one trailing "/", to an empty path; the
+    /// result is not stripped again. Not the inverse of toVector() for a relative path: "a", "/b",
+    /// "b" give "a/b/b".
+    static TPathCore fromVector(std::vector<TStringCore> const& elements);
+
 private:
     // MakePath for a text built just now: moved in, not copied.
     static TPathCore Adopt(TStringCore&& text) noexcept {
@@ -212,3 +245,95 @@ private:
 };
 
 KESTAL_API bool operator<(TPathCore const& a, TPathCore const& b) noexcept;
+
+/// The one exception of paths: every failure of the element walk, with a record of its own code,
+/// source System and status UNKNOWN. The message enters the messages only; when the process-wide
+/// stack walker is active, the call stack follows it there, one line per message. Clone and Throw
+/// keep the type; a move copies.
+class KESTAL_API TPathCore::Exception : public VelmoraException {
+public:
+    Exception(TStringCore const& message, TError::ErrorInfo const& info);
+    Exception(Exception const& other);
+    Exception(Exception&& other);
+    ~Exception() override;
+
+    Exception* Clone() const override;
+    [[noreturn]] void Throw() const override;
+};
+
+/// Walks one path element by element. It points at the path, which must outlive it, reads it on
+/// every step and does not notice changes to it. One thread per iterator. An input iterator:
+/// `*it` is a copy of the element text. A failed step raises TPathCore::Exception and leaves the
+/// iterator as it was.
+class KESTAL_API TPathCore::iterator {
+public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = TStringCore;
+    using reference = TStringCore;
+    using pointer = TStringCore const*;
+    using difference_type = std::ptrdiff_t;
+
+    /// Where an element stands: start in the text (-1 at the end), end where scanning stopped
+    /// (-1 when the element runs to the end of the text), and its text.
+    struct Element {
+        int start;
+        int end;
+        TStringCore text;
+    };
+
+    /// The element at `position` of `path`; the end iterator for the empty path (any position)
+    /// and for -1. Another negative position is kept, with empty text. Raises Exception for a
+    /// position at or beyond the text's length, 0 excepted.
+    iterator(TPathCore const& path, int position);
+    iterator(iterator const&) = default;
+    ~iterator() = default;
+    /// Only between iterators of one path object (pointers compared, not texts); raises Exception
+    /// otherwise. A move assigns the same way.
+    iterator& operator=(iterator const& other);
+
+    /// Equal when both starts are equal and the paths' texts are equal ignoring case, whichever
+    /// path objects they are.
+    friend bool operator==(iterator const& a, iterator const& b) noexcept { return a.Equals(b); }
+    friend bool operator!=(iterator const& a, iterator const& b) noexcept { return !a.Equals(b); }
+
+    /// A copy of the element text.
+    TStringCore operator*() const { return m_element.text; }
+    /// The text this iterator holds, valid until it moves.
+    TStringCore const* operator->() const noexcept { return &m_element.text; }
+
+    /// next(), then this iterator (without next()'s copy).
+    iterator& operator++();
+    /// A copy from before next().
+    iterator operator++(int);
+    /// Assigns prev(): always raises, as prev() does.
+    iterator& operator--();
+    iterator operator--(int);
+
+    /// Steps to the following element and returns a copy. Raises Exception at the end, and after
+    /// an element that ends the text (a path ending with its root).
+    iterator next();
+    /// Always raises Exception: decrement beyond beginning at the first element and at the end,
+    /// out of sync elsewhere. No step back succeeds.
+    iterator prev();
+
+    /// The element at a position; start and end at a negative position, with empty text.
+    Element getElement(int position) const;
+    /// The element that follows; raises Exception when `element` starts outside the text.
+    Element getNextElement(Element const& element) const;
+    /// Where the element at `position` ends: the root name's length, one past the root
+    /// directory, or the next "/" (-1 for none). Raises Exception outside the text, 0 excepted.
+    int locateElementEnd(int position) const;
+    /// Where the following element starts, -1 at the end. Raises Exception when `element` ends
+    /// at or beyond the text's length.
+    int locateNextElement(Element const& element) const;
+
+private:
+    // Starts first, and no text comparison within one path object: the answer is the same.
+    bool Equals(iterator const& other) const noexcept {
+        return m_element.start == other.m_element.start &&
+               (m_path == other.m_path || m_path->Compare(*other.m_path) == 0);
+    }
+
+    TPathCore const* m_path;
+    Element m_element;
+};

@@ -16,8 +16,9 @@
 #include <kestal/TStringManager.h>
 #include <kestal/Unicode.h>
 
-// Formatting
+// Formatting and scanning
 #include <kestal/TFormatStringCore.h>
+#include <kestal/TScanStringCore.h>
 
 // Errors and diagnostics
 #include <kestal/LogicException.h>

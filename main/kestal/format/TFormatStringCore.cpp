@@ -1,10 +1,10 @@
 // Format strings: the one-pass marker scan, the parameter forms and the splice.
 #include "kestal/errors/Raise.h"
+#include "kestal/strings/Units.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstring>
-#include <kestal/TCType.h>
 #include <kestal/TFormatStringCore.h>
 #include <string_view>
 
@@ -14,11 +14,6 @@ namespace {
 [[noreturn]] void raise(unsigned int code, TStringCore const& message) {
     kestal::detail::Raise<TFormatStringCore::Exception>(code, TError::Client, grpc::StatusCode::UNKNOWN,
                                                         message);
-}
-
-// Unicode's decimal digits (any script), with ASCII decided without a lookup.
-bool isDigit(char16_t unit) noexcept {
-    return unit < 0x80 ? unit >= u'0' && unit <= u'9' : TCType::isDigit(unit);
 }
 
 // Copies `count` units; pieces of a message are mostly short, where a plain loop beats a call.
@@ -77,14 +72,15 @@ void TFormatStringCore::scanForMarkers() {
             m_markers.emplace_back(start);
             continue; // the unit after "%%" starts afresh: "%%1" is text
         }
-        if (!isDigit(first)) raise(0xF7AF5E37u, u"Invalid numberless marker in format string.");
+        if (!kestal::strings::isDigitUnit(first))
+            raise(0xF7AF5E37u, u"Invalid numberless marker in format string.");
         int number = first - 48;
         if (first == u'0') raise(0xB3668D59u, u"Leading zero in marker number in format string.");
         // Every digit counts as its unit less 48, and the bound is tested only when a later digit
         // is folded in: a lone first digit from outside ASCII makes a marker far above 99 that
         // fails only at result(). Kept on purpose.
         int length = 2;
-        while (++i < size && isDigit(text[i])) {
+        while (++i < size && kestal::strings::isDigitUnit(text[i])) {
             number = number * 10 + (text[i] - 48);
             if (number >= 100) raise(0xCA249FEEu, u"Invalid marker number > 99 in format string.");
             ++length;

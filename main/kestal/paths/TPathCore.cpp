@@ -1,7 +1,8 @@
 // TPathCore: the grammar as scans over the stored text, and the constructors, edits and
 // comparisons built on them. Each query works on the units and the size; results that run "to the
 // end" stop at a zero unit, as mid does.
-#include <kestal/TCType.h>
+#include "PathRoot.h"
+
 #include <kestal/TPathCore.h>
 #include <kestal/Unicode.h>
 #include <stdexcept>
@@ -12,23 +13,18 @@ static_assert(sizeof(TPathCore) == 32, "a path is one string and nothing more");
 
 namespace {
 
-constexpr char16_t kSeparator = u'/';
+using kestal::paths::isUNC;
+using kestal::paths::kSeparator;
+using kestal::paths::rootDirectoryPosition;
+using kestal::paths::rootNameLength;
+using kestal::paths::Text;
+using kestal::paths::textOf;
 
 // Units [start, start + length) of the text.
 struct Range {
     int start;
     int length;
 };
-
-// The stored units, zero-terminated at n.
-struct Text {
-    char16_t const* units;
-    int n;
-};
-
-Text textOf(TStringCore const& s) noexcept {
-    return {s.constData(), s.size()};
-}
 
 // Units that mid(pos) takes: up to the first zero unit, nothing for a position outside the text.
 int visibleLength(Text t, int pos) noexcept {
@@ -44,35 +40,6 @@ int visibleLength(Text t, int pos) noexcept {
 // included, lies at or before k. Case plays no part: the prefix has the very same units.
 bool prefixEqualsWhole(Text t, int k) noexcept {
     return TStringCore::indexOf(t.units, k + 1, u'\0', 0) >= 0;
-}
-
-bool isUNC(Text t) noexcept {
-    if (t.n < 3 || t.units[0] != kSeparator || t.units[1] != kSeparator) return false;
-    if (t.units[2] != u'?') return true;
-    return t.n >= 8 && TStringCore::compareN(t.units + 3, u"/UNC/", 5, TStringCore::CaseInsensitive) == 0;
-}
-
-int rootNameLength(Text t) noexcept {
-    // The drive test comes first, with Unicode letters: "é:" is a drive.
-    if (t.n >= 2 && t.units[1] == u':' && TCType::isAlpha(t.units[0])) return 2;
-    if (!isUNC(t)) return 0;
-    for (int i = 2; i < t.n; ++i)
-        if (t.units[i] == kSeparator) return i;
-    return t.n;
-}
-
-// The one place that finds the root directory. A std::runtime_error while reading the root name
-// would count as no root directory; none is raised today, so the guard costs nothing. Kept on
-// purpose, so that every query that needs the root directory agrees.
-int rootDirectoryPosition(Text t) noexcept {
-    int r = 0;
-    try {
-        r = rootNameLength(t);
-    } catch (std::runtime_error const&) {
-        return -1;
-    }
-    // At r == n the unit read is the terminator, so a bare root name has no root directory.
-    return t.units[r] == kSeparator ? r : -1;
 }
 
 // The root name followed by the root directory. Appending "/" to a root name never adds a

@@ -33,18 +33,12 @@ int keptByRightWalk(char16_t const* text, int size, Drop drop) {
     return 0;
 }
 
-// TCType::isSpace of an ASCII unit (tab to carriage return, space), inline: the trims ask once per
-// unit, and the library's own call goes through its symbol table.
-constexpr bool isAsciiSpace(char16_t unit) noexcept {
-    return static_cast<unsigned>(unit - 9) < 24 && (0x80001Fu >> (unit - 9)) & 1;
-}
-
 // The units of white space at the start of `size` units, by code points.
 int leadingSpace(char16_t const* text, int size) noexcept {
     int i = 0;
     while (i < size) {
         if (text[i] < 0x80) {
-            if (!isAsciiSpace(text[i])) break;
+            if (!kestal::strings::isAsciiSpace(text[i])) break;
             ++i;
         } else {
             if (!TCType::isSpace(text + i)) break;
@@ -57,9 +51,8 @@ int leadingSpace(char16_t const* text, int size) noexcept {
 // The length left when white space is dropped from the end. A high surrogate is no space, so a pair
 // is never dropped.
 int keptBeforeTrailingSpace(char16_t const* text, int size) noexcept {
-    return keptByRightWalk(text, size, [](char16_t const* p, int) {
-        return *p < 0x80 ? isAsciiSpace(*p) : TCType::isSpace(*p);
-    });
+    return keptByRightWalk(text, size,
+                           [](char16_t const* p, int) { return kestal::strings::isSpaceUnit(*p); });
 }
 
 // Whether the character of `units` units at `p` equals a member of the set; a member is as long as
