@@ -26,5 +26,7 @@ void scannerScene();
 void systemScene();
 // The file named on the command line (null: a Windows-style sample) as a path, taken apart.
 void pathScene(char const* argument);
+// Stops three worker threads at once through one cancel root and waits until all have stopped.
+void cancelScene(std::string const& utf8);
 
 } // namespace tour

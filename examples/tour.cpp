@@ -28,6 +28,7 @@ int main(int argc, char** argv) {
     tour::errorsScene(utf8);
     tour::scannerScene();
     tour::pathScene(argc > 1 ? argv[1] : nullptr);
+    tour::cancelScene(utf8);
     tour::systemScene();
     return 0;
 }

@@ -28,6 +28,11 @@
 #include <kestal/VelmoraError.h>
 #include <kestal/VelmoraException.h>
 
+// Synchronisation
+#include <kestal/TCancelEvent.h>
+#include <kestal/TEvent.h>
+#include <kestal/TLocks.h>
+
 // Paths
 #include <kestal/TPathCore.h>
 
