@@ -1,8 +1,9 @@
 // The allocation entry points beside malloc + free: counting off, counting in mode 2 inside a
 // MemoryScope (peers: malloc, and our own pair with counting off), and with block sizes too. Then
-// one MemoryScope on its own.
+// one MemoryScope on its own, and InitOnce on a filled slot beside a function-local static.
 #include <benchmark/benchmark.h>
 #include <cstdlib>
+#include <kestal/InitOnce.h>
 #include <kestal/MemoryCounter.h>
 
 namespace {
@@ -62,6 +63,25 @@ void Scope(benchmark::State& state) {
     }
 }
 
+void* s_slot = nullptr;
+
+void FilledSlot(benchmark::State& state) {
+    const auto factory = [](void*) { return new boost::any(42); };
+    const auto extract = [](boost::any* object) -> void* { return boost::any_cast<int>(object); };
+    InitOnce(&s_slot, factory, nullptr, extract);
+    for (auto _ : state) {
+        InitOnce(&s_slot, factory, nullptr, extract);
+        benchmark::DoNotOptimize(s_slot);
+    }
+}
+
+void LocalStatic(benchmark::State& state) {
+    for (auto _ : state) {
+        static int* const value = new int(42);
+        benchmark::DoNotOptimize(value);
+    }
+}
+
 const int s_registered = [] {
     for (const long size : {64L, 4096L}) {
         benchmark::RegisterBenchmark("Pair/kestal", Kestal, Counting::Off)->Arg(size);
@@ -73,6 +93,8 @@ const int s_registered = [] {
         benchmark::RegisterBenchmark("PairSized/malloc", Malloc, Counting::Sizes)->Arg(size);
     }
     benchmark::RegisterBenchmark("Scope/kestal", Scope);
+    benchmark::RegisterBenchmark("InitOnceFilled/kestal", FilledSlot);
+    benchmark::RegisterBenchmark("InitOnceFilled/local_static", LocalStatic);
     return 0;
 }();
 

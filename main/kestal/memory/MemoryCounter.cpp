@@ -8,22 +8,33 @@ namespace velmora::memory {
 IMemoryCounter::~IMemoryCounter() = default;
 MemoryCounter::~MemoryCounter() = default;
 
+namespace {
+
+// Adding 0 changes nothing, but a locked add still costs its cycles; byte fields are 0 whenever
+// block sizes are off.
+template <class T>
+void add(std::atomic<T>& total, T value) noexcept {
+    if (value != 0) total.fetch_add(value, std::memory_order_relaxed);
+}
+
+} // namespace
+
 void MemoryCounter::Accumulate(ThreadMemoryCounters const& counters, unsigned long base) noexcept {
     // Only exactly 1 or 2, although the entry points count in any mode but 0: a record counted in
     // another mode is dropped here on purpose.
     const auto mode = static_cast<std::uint32_t>(GetMemoryTrackingMode());
     if (mode != 1 && mode != 2) return;
     if (mode == 2) {
-        m_deallocated.fetch_add(counters.deallocated, std::memory_order_relaxed);
-        m_deallocatedCount.fetch_add(counters.deallocatedCount, std::memory_order_relaxed);
+        add(m_deallocated, counters.deallocated);
+        add(m_deallocatedCount, counters.deallocatedCount);
         const std::uint64_t peak = counters.peakUsed + base;
         std::uint64_t seen = m_allocatedPeakUsed.load(std::memory_order_relaxed);
         while (peak > seen &&
                !m_allocatedPeakUsed.compare_exchange_weak(seen, peak, std::memory_order_relaxed)) {
         }
     }
-    m_allocated.fetch_add(counters.allocated, std::memory_order_relaxed);
-    m_allocatedCount.fetch_add(counters.allocatedCount, std::memory_order_relaxed);
+    add(m_allocated, counters.allocated);
+    add(m_allocatedCount, counters.allocatedCount);
 }
 
 void MemoryCounter::Reset() noexcept {
