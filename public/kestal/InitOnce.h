@@ -14,7 +14,8 @@ KESTAL_API void InitializeStaticRepository();
 
 /// Destroys every object built so far, most recently started first, and stores null in every
 /// slot. Does nothing if the repository isn't open. Safe from an atexit handler or a static
-/// destructor. Must not run while other threads may call InitOnce, nor from a factory.
+/// destructor. Must not run while other threads may call InitOnce, nor from a factory; the kept
+/// objects' destructors must not call InitOnce (what they built would be destroyed, its slot left set).
 KESTAL_API void DeinitializeStaticRepository();
 
 /// Builds the object of `*slot` once. If `slot` is null or `*slot` is set, does nothing. Otherwise
