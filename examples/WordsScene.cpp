@@ -13,10 +13,11 @@ namespace tour {
 void wordsScene(std::string const& utf8) {
     using namespace velmora::memory;
 
-    ThreadMemoryCounters counters;
+    MemoryCounter counter;
     SetMemoryTrackingMode(MemoryTrackingMode::AllocationsAndFrees);
-    ThreadMemoryCounters* previous = SwapPushMemoryCounters(&counters);
+    SetBlockSizeAccounting(true);
     {
+        const MemoryScope scope(counter);
         const TStringCore text = TStringCore::fromStdString(utf8);
         std::cout << "text: " << text.size() << " code units, " << text.lengthInCodePoints()
                   << " code points, " << utf8.size() << " bytes\n";
@@ -53,10 +54,11 @@ void wordsScene(std::string const& utf8) {
                                     utf8.size())
                   << '\n';
     }
-    SwapPushMemoryCounters(previous);
+    // The scope has folded its record into the counter; stop counting before printing.
+    SetBlockSizeAccounting(false);
     SetMemoryTrackingMode(MemoryTrackingMode::Off);
-    std::cout << "allocation events " << counters.allocatedCount << ", free events "
-              << counters.deallocatedCount << '\n';
+    std::cout << std::flush;
+    counter.PrintToConsole();
 }
 
 } // namespace tour

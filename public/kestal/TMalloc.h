@@ -20,7 +20,8 @@ enum class MemoryTrackingMode : std::uint32_t {
 };
 
 /// A thread's counting record, owned by the caller and installed with SwapPushMemoryCounters.
-/// The entry points touch only used, peakUsed, allocatedCount and deallocatedCount.
+/// The entry points touch only used, peakUsed, allocatedCount and deallocatedCount, and
+/// allocated and deallocated while block sizes are accounted (SetBlockSizeAccounting).
 struct ThreadMemoryCounters {
     ThreadMemoryCounters* next = nullptr; ///< the older record of this thread, linked by the caller
     std::uint64_t userData = 0;           ///< the caller's word; never read or written by the library
@@ -33,9 +34,15 @@ struct ThreadMemoryCounters {
     std::uint64_t orderingId = 0;         ///< GetNextOrderingId() when made; newer records have larger ids
 };
 
-/// Size of the block behind a pointer as the allocator reports it. Always 0: the platform's
-/// allocator is not asked, so the entry points move event counts and no byte totals.
+/// Size of the block behind a pointer as the allocator reports it: malloc_usable_size while block
+/// sizes are accounted (0 for null), otherwise 0 for every pointer.
 KESTAL_API std::size_t GetPointerSize(void* block) noexcept;
+
+/// Turns block-size accounting on or off for the whole process and returns the old setting; off at
+/// start. On, TMalloc, TRealloc, TCalloc and TFree also move the byte fields of the record
+/// (allocated, deallocated, used) by each block's usable size; the TTrack... functions stay
+/// count-only, since their blocks belong to another allocator. Off, no byte field ever moves.
+KESTAL_API bool SetBlockSizeAccounting(bool enabled) noexcept;
 
 /// Sets the process-wide tracking mode (atomic exchange, sequentially consistent) and returns the old one.
 KESTAL_API MemoryTrackingMode SetMemoryTrackingMode(MemoryTrackingMode mode) noexcept;
@@ -46,6 +53,14 @@ KESTAL_API MemoryTrackingMode GetMemoryTrackingMode() noexcept;
 /// Makes `counters` (may be null) the calling thread's current record and returns the previous
 /// one. The chain's `next` links are the caller's to set.
 KESTAL_API ThreadMemoryCounters* SwapPushMemoryCounters(ThreadMemoryCounters* counters) noexcept;
+
+/// Ends a scope: unlinks one record from the calling thread's chain and returns it. `restore` is
+/// the record older than the one ending (its `next`, read at the end, not at the start), matched
+/// by orderingId, never by address. With the current record newest, `restore` becomes current;
+/// an older scope ending first is unlinked in place and the current record stays. Null `restore`
+/// unlinks the oldest record. With one record or none, `restore` just becomes current.
+/// Never pass a `restore` newer than the current record's `next`: the chain would become a loop.
+KESTAL_API ThreadMemoryCounters* SwapPopMemoryCounters(ThreadMemoryCounters* restore) noexcept;
 
 /// Next value of the calling thread's ordering counter: 1, 2, 3, ... on each thread.
 KESTAL_API std::uint64_t GetNextOrderingId() noexcept;

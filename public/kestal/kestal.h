@@ -4,6 +4,8 @@
 #include <kestal/KestalExport.h>
 
 // Memory
+#include <kestal/InitOnce.h>
+#include <kestal/MemoryCounter.h>
 #include <kestal/ReferenceCount.h>
 #include <kestal/TMalloc.h>
 

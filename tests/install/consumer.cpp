@@ -35,13 +35,24 @@ bool poolRuns() {
     return done.Wait(std::chrono::seconds(10)) && pool.JoinAll(std::chrono::seconds(10));
 }
 
+// The repository's interface carries boost::any, so the package brings Boost's headers along.
+bool buildsOnce() {
+    static void* slot = nullptr;
+    const auto factory = [](void*) { return new boost::any(41); };
+    const auto extract = [](boost::any* object) -> void* { return boost::any_cast<int>(object); };
+    InitOnce(&slot, factory, nullptr, extract);
+    void* const first = slot;
+    InitOnce(&slot, factory, nullptr, extract);
+    return first && slot == first && *static_cast<int*>(slot) == 41;
+}
+
 } // namespace
 
 int main() {
     TStringCore a(u"installed package");
     TStringCore b = a + u" works";
     const bool ok = b.size() == 23 && b.left(9) == u"installed" && JemallocEnable() == 0 &&
-                    catchesLibraryThrows() && poolRuns();
+                    catchesLibraryThrows() && poolRuns() && buildsOnce();
     std::puts(ok ? "consumer: ok" : "consumer: FAILED");
     return ok ? 0 : 1;
 }
