@@ -3,6 +3,7 @@
 #include "kestal/strings/FastPaths.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -24,15 +25,50 @@ namespace {
 constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// Writes the digits of `value` backwards from `end`; returns the first digit. Powers of two take
-// shifts (base 64 with its own alphabet), base 10 a constant divisor the compiler turns into a
-// multiplication.
-char16_t* writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcept {
+// "00" to "99": decimal digits go two per division.
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Digits of `value` in `base`.
+int digitCount(std::uint64_t value, unsigned base) noexcept {
     if (base == 10) {
-        do {
-            *--end = static_cast<char16_t>(u'0' + value % 10);
-            value /= 10;
-        } while (value);
+        // floor(log10) from the bit length (1233 / 4096 is just above log10(2)), then one comparison.
+        static constexpr auto kPowers = [] {
+            std::array<std::uint64_t, 20> powers{1};
+            for (std::size_t i = 1; i < powers.size(); ++i)
+                powers[i] = powers[i - 1] * 10;
+            return powers;
+        }();
+        const int guess = (std::bit_width(value | 1) * 1233) >> 12;
+        return guess - ((value | 1) < kPowers[guess] ? 1 : 0) + 1;
+    }
+    if (std::has_single_bit(base)) {
+        const int shift = std::countr_zero(base);
+        return (std::bit_width(value | 1) + shift - 1) / shift;
+    }
+    int count = 1;
+    for (; value >= base; value /= base)
+        ++count;
+    return count;
+}
+
+// Writes the digits of `value` backwards, ending at `end`. Powers of two take shifts (base 64
+// with its own alphabet), base 10 constant divisors the compiler turns into multiplications.
+void writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcept {
+    if (base == 10) {
+        for (; value >= 100; value /= 100) {
+            char const* pair = kDigitPairs + 2 * (value % 100);
+            *--end = static_cast<char16_t>(pair[1]);
+            *--end = static_cast<char16_t>(pair[0]);
+        }
+        if (value >= 10) {
+            *--end = static_cast<char16_t>(kDigitPairs[2 * value + 1]);
+            *--end = static_cast<char16_t>(kDigitPairs[2 * value]);
+        } else {
+            *--end = static_cast<char16_t>(u'0' + value);
+        }
     } else if (std::has_single_bit(base)) {
         char const* alphabet = base == 64 ? kBase64 : kDigits;
         const int shift = std::countr_zero(base);
@@ -46,26 +82,21 @@ char16_t* writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcep
             value /= base;
         } while (value);
     }
-    return end;
 }
 
 // The integer renderer behind every number(): the digits of `magnitude`, a '-' if `negative`, and
 // `fill` up to `width`. A '0' fill goes between the sign and the digits, any other in front of the
-// sign. Built straight into the result, so a short number allocates nothing.
+// sign. Written straight into the result, so a short number allocates nothing.
 TStringCore renderInteger(std::uint64_t magnitude, bool negative, unsigned base, int width, char16_t fill) {
-    char16_t buffer[64];
-    char16_t* const end = buffer + std::size(buffer);
-    char16_t const* digits = writeDigits(magnitude, base, end);
-    const int digitCount = static_cast<int>(end - digits);
-    const int length = digitCount + (negative ? 1 : 0);
+    const int length = digitCount(magnitude, base) + (negative ? 1 : 0);
     const int padding = std::max(width, length) - length;
 
     TStringCore result;
     char16_t* out = result.resize(length + padding);
+    writeDigits(magnitude, base, out + length + padding);
     if (negative && fill == u'0') *out++ = u'-';
     out = std::fill_n(out, padding, fill);
-    if (negative && fill != u'0') *out++ = u'-';
-    std::copy(digits, static_cast<char16_t const*>(end), out);
+    if (negative && fill != u'0') *out = u'-';
     return result;
 }
 
