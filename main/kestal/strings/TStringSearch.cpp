@@ -88,9 +88,16 @@ int findUnits(char16_t const* text, int size, char16_t const* pattern, int patte
     const int lastOffset = patternSize - 1;
     int skip = 0;
     int next = start; // first position not yet ruled out
+    auto same = [&](int candidate) {
+        // A short pattern is compared here; the library call costs more than the few units.
+        if (patternSize > 8)
+            return std::memcmp(text + candidate, pattern, static_cast<std::size_t>(patternSize) * 2) == 0;
+        for (int i = 0; i < patternSize; ++i)
+            if (text[candidate + i] != pattern[i]) return false;
+        return true;
+    };
     auto matchesAt = [&](int candidate) {
-        if (std::memcmp(text + candidate, pattern, static_cast<std::size_t>(patternSize) * 2) == 0)
-            return true;
+        if (same(candidate)) return true;
         if (skip == 0) skip = skipAfterFalseCandidate(pattern, patternSize);
         next = candidate + skip;
         return false;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <kestal/TStringCore.h>
 #include <utility>
 #include <vector>
@@ -26,13 +27,31 @@ void forEachPiece(int length, int separatorLength, Next next, Piece piece) {
     }
 }
 
-// A split part. The empty rule tests the count, and a negative count builds the text up to its first
-// zero unit: so zero-terminated text loses its last part under SkipEmpty.
-auto collectInto(Parts& parts, char16_t const* text, TStringCore::SplitBehavior behavior) {
-    return [&parts, text, keep = behavior == TStringCore::KeepEmpty](int pos, int count) {
-        if (keep || count > 0) parts.emplace_back(text ? text + pos : text, count);
-    };
-}
+// The split parts, built from pieces found first: the vector of parts is then reserved once, and
+// no part is moved by its growth. The empty rule tests the count, and a negative count builds the
+// text up to its first zero unit: so zero-terminated text loses its last part under SkipEmpty.
+class PartsBuilder {
+public:
+    PartsBuilder(char16_t const* text, TStringCore::SplitBehavior behavior)
+        : m_text(text)
+        , m_keepEmpty(behavior == TStringCore::KeepEmpty) {}
+
+    void operator()(int pos, int count) {
+        if (m_keepEmpty || count > 0) m_pieces.push_back({pos, count});
+    }
+    Parts build() const {
+        Parts parts;
+        parts.reserve(m_pieces.size());
+        for (auto [pos, count] : m_pieces)
+            parts.emplace_back(m_text ? m_text + pos : m_text, count);
+        return parts;
+    }
+
+private:
+    char16_t const* m_text;
+    bool m_keepEmpty;
+    std::vector<std::pair<int, int>> m_pieces;
+};
 
 TStringCore headUpTo(TStringCore const& s, int end) {
     return end < 0 ? s : s.left(end);
@@ -48,13 +67,13 @@ Parts TStringCore::split(char16_t separator, SplitBehavior behavior) const {
 
 Parts TStringCore::split(char16_t const* text, int length, char16_t separator, SplitBehavior behavior) {
     const int measured = length < 0 ? TStringCore::length(text) : length;
-    Parts parts;
+    PartsBuilder parts(text, behavior);
     // Any negative length gives the last piece a negative count; -1 keeps length - pos from
     // wrapping when the caller passed one near INT_MIN.
     forEachPiece(
         length < 0 ? -1 : length, 1, [&](int pos) { return indexOf(text, measured, separator, pos); },
-        collectInto(parts, text, behavior));
-    return parts;
+        std::ref(parts));
+    return parts.build();
 }
 
 Parts TStringCore::split(char16_t const* separator, SplitBehavior behavior, CaseSensitivity cs) const {
@@ -69,12 +88,11 @@ Parts TStringCore::split(char16_t const* text, int length, char16_t const* separ
                          CaseSensitivity cs) {
     const int separatorLength = TStringCore::length(separator);
     if (separatorLength == 0) return {}; // no parts at all, not the whole text as one
-    Parts parts;
+    PartsBuilder parts(text, behavior);
     forEachPiece(
         length, separatorLength,
-        [&](int pos) { return findStr(text, length, separator, separatorLength, pos, cs); },
-        collectInto(parts, text, behavior));
-    return parts;
+        [&](int pos) { return findStr(text, length, separator, separatorLength, pos, cs); }, std::ref(parts));
+    return parts.build();
 }
 
 Parts TStringCore::splitOnAny(char16_t const* set, SplitBehavior behavior) const {
