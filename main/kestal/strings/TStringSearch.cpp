@@ -3,13 +3,13 @@
 // Every overload measures its arguments and forwards.
 #include "kestal/strings/Kmp.h"
 #include "kestal/strings/UnitFold.h"
+#include "kestal/strings/UnitScan.h"
 #include "kestal/strings/UtfSteps.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <emmintrin.h>
 #include <kestal/CodePoint.h>
 #include <kestal/TStringCore.h>
 
@@ -18,18 +18,10 @@ using Iterator = TConstCodePointIterator<TStringCore>;
 namespace {
 
 // ---- Unit scans --------------------------------------------------------------------------------
-// x86-64 always has SSE2: eight units are compared at once. Only sized text is scanned this way,
-// since a block may not read beyond its end.
 
-__m128i broadcast(char16_t unit) noexcept {
-    return _mm_set1_epi16(static_cast<short>(unit));
-}
-
-// Two bits per unit, set where the eight units at `p` equal `units`' lanes.
-unsigned equalBits(char16_t const* p, __m128i units) noexcept {
-    const __m128i text = _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(text, units)));
-}
+using kestal::strings::broadcast;
+using kestal::strings::countUnit;
+using kestal::strings::equalBits;
 
 // First index in [begin, end) whose unit equals `unit` (Equal) or differs from it; -1 if none.
 template <bool Equal>
@@ -56,17 +48,6 @@ int scanBackward(char16_t const* text, int start, char16_t unit) noexcept {
     while (end-- > 0)
         if (text[end] == unit) return end;
     return -1;
-}
-
-int countUnit(char16_t const* text, int size, char16_t unit) noexcept {
-    const __m128i wanted = broadcast(unit);
-    int found = 0;
-    int i = 0;
-    for (; size - i >= 8; i += 8)
-        found += std::popcount(equalBits(text + i, wanted)) / 2;
-    for (; i < size; ++i)
-        found += text[i] == unit;
-    return found;
 }
 
 // ---- Case-sensitive substring ------------------------------------------------------------------

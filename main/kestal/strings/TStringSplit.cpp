@@ -2,10 +2,10 @@
 // pieces between separators; split builds every part, section records positions only and builds its
 // result alone.
 #include "kestal/strings/SetSearch.h"
+#include "kestal/strings/UnitScan.h"
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <kestal/TStringCore.h>
 #include <utility>
 #include <vector>
@@ -27,31 +27,13 @@ void forEachPiece(int length, int separatorLength, Next next, Piece piece) {
     }
 }
 
-// The split parts, built from pieces found first: the vector of parts is then reserved once, and
-// no part is moved by its growth. The empty rule tests the count, and a negative count builds the
-// text up to its first zero unit: so zero-terminated text loses its last part under SkipEmpty.
-class PartsBuilder {
-public:
-    PartsBuilder(char16_t const* text, TStringCore::SplitBehavior behavior)
-        : m_text(text)
-        , m_keepEmpty(behavior == TStringCore::KeepEmpty) {}
-
-    void operator()(int pos, int count) {
-        if (m_keepEmpty || count > 0) m_pieces.push_back({pos, count});
-    }
-    Parts build() const {
-        Parts parts;
-        parts.reserve(m_pieces.size());
-        for (auto [pos, count] : m_pieces)
-            parts.emplace_back(m_text ? m_text + pos : m_text, count);
-        return parts;
-    }
-
-private:
-    char16_t const* m_text;
-    bool m_keepEmpty;
-    std::vector<std::pair<int, int>> m_pieces;
-};
+// A split part. The empty rule tests the count, and a negative count builds the text up to its first
+// zero unit: so zero-terminated text loses its last part under SkipEmpty.
+auto collectInto(Parts& parts, char16_t const* text, TStringCore::SplitBehavior behavior) {
+    return [&parts, text, keep = behavior == TStringCore::KeepEmpty](int pos, int count) {
+        if (keep || count > 0) parts.emplace_back(text ? text + pos : text, count);
+    };
+}
 
 TStringCore headUpTo(TStringCore const& s, int end) {
     return end < 0 ? s : s.left(end);
@@ -67,13 +49,16 @@ Parts TStringCore::split(char16_t separator, SplitBehavior behavior) const {
 
 Parts TStringCore::split(char16_t const* text, int length, char16_t separator, SplitBehavior behavior) {
     const int measured = length < 0 ? TStringCore::length(text) : length;
-    PartsBuilder parts(text, behavior);
+    Parts parts;
+    // Counted first, the parts are reserved once and none is moved by the vector's growth.
+    if (text)
+        parts.reserve(static_cast<std::size_t>(kestal::strings::countUnit(text, measured, separator)) + 1);
     // Any negative length gives the last piece a negative count; -1 keeps length - pos from
     // wrapping when the caller passed one near INT_MIN.
     forEachPiece(
         length < 0 ? -1 : length, 1, [&](int pos) { return indexOf(text, measured, separator, pos); },
-        std::ref(parts));
-    return parts.build();
+        collectInto(parts, text, behavior));
+    return parts;
 }
 
 Parts TStringCore::split(char16_t const* separator, SplitBehavior behavior, CaseSensitivity cs) const {
@@ -88,11 +73,12 @@ Parts TStringCore::split(char16_t const* text, int length, char16_t const* separ
                          CaseSensitivity cs) {
     const int separatorLength = TStringCore::length(separator);
     if (separatorLength == 0) return {}; // no parts at all, not the whole text as one
-    PartsBuilder parts(text, behavior);
+    Parts parts;
     forEachPiece(
         length, separatorLength,
-        [&](int pos) { return findStr(text, length, separator, separatorLength, pos, cs); }, std::ref(parts));
-    return parts.build();
+        [&](int pos) { return findStr(text, length, separator, separatorLength, pos, cs); },
+        collectInto(parts, text, behavior));
+    return parts;
 }
 
 Parts TStringCore::splitOnAny(char16_t const* set, SplitBehavior behavior) const {
