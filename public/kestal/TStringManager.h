@@ -152,7 +152,7 @@ protected:
     char16_t* mutableData() noexcept { return isLong() ? longBlock()->text() : m_inline; }
     // For an empty inline string and `size` of 15 or more: a new private block at the capacity
     // quantum holding `size` units of `text`, without resize's general checks. Raises as resize.
-    void startLong(char16_t const* text, int size);
+    KESTAL_INTERNAL void startLong(char16_t const* text, int size);
 
     alignas(TLongStringHeader*) char16_t m_inline[15]; // the block pointer sits at the start
     std::int16_t m_shortSize;                          // >= 0: inline and this is the size; < 0: long
