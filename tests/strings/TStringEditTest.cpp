@@ -116,6 +116,8 @@ TEST(TStringEdit, ReplaceCountReplacesLeftToRightWithoutOverlap) {
     check(u"aaa", u"aa", 2, u"b", 1, 1, u"ba");
     check(u"abc", u"a", 0, u"x", 1, 0, u"abc");
     check(u"abc", u"a", -1, u"x", 1, 0, u"abc");
+    check(u"abc", nullptr, 1, u"x", 1, 0, u"abc"); // null and zero-led patterns match no unit
+    check(u"abc", u"\0b", 2, u"x", 1, 0, u"abc");
     check(u"abc", u"abc", INT_MAX, u"x", 1, 0, u"abc"); // longer than the string: no table built
     check(u"aXa", u"a", 1, nullptr, 0, 2, u"X");
     check(u"aXa", u"a", 1, nullptr, 1, 2, u"aXa"); // counted, not written

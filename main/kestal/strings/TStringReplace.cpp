@@ -197,9 +197,10 @@ int TStringCore::replaceCount(char16_t const* before, int beforeLength, char16_t
     if (beforeLength < 1 || beforeLength > n) return 0;
     // Matches never overlap: each search starts behind the last match. KMP keeps the search linear
     // for long or folded patterns; a short exact one goes to the vectorised filter, which finds the
-    // same first match and is linear for it too.
+    // same first match and is linear for it too. Not for a null pattern or one led by a zero unit:
+    // findStr takes those as empty and matches everywhere, where KMP matches nothing or the units.
     std::vector<int> prefix;
-    const bool filter = cs == CaseSensitive && beforeLength <= kShortPattern;
+    const bool filter = cs == CaseSensitive && beforeLength <= kShortPattern && before && before[0] != 0;
     if (!filter) kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
     auto next = [&](int from) {
         if (filter) return from < n ? findStr(constData(), n, before, beforeLength, from, CaseSensitive) : -1;

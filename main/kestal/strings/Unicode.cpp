@@ -149,9 +149,25 @@ unsigned char const* bytes(char const* text) noexcept {
     throwMessage(message);
 }
 
-// Per length of a sequence (1 to 4): the bits of the lead that belong to the value, the shift
-// that drops the bytes beyond the sequence from four decoded as one, and the test of its
-// continuation bytes in four bytes read as a little-endian word.
+// walkUtf8 decoding into at most `room` values at `out`, counting on from `written`; returns the
+// bytes taken.
+int decodeByWalk(unsigned char const* text, int length, char32_t* out, int room, int& written) noexcept {
+    return walkUtf8(
+        text, length,
+        [&](unsigned char const* run, int count) {
+            if (count > room - written) count = room - written;
+            for (int k = 0; k < count; ++k)
+                out[written + k] = run[k];
+            written += count;
+            return count;
+        },
+        [&](Utf8Step const& step) {
+            if (written >= room) return false;
+            out[written++] = step.value;
+            return true;
+        });
+}
+
 // The decoder of Utf8ToUtf32: walkUtf8's walk written out with the common sequences first. Writes
 // at most `room` values of `length` bytes to `out`; returns the bytes taken and the values in
 // `written`. Bytes and values are only counted down in blocks that cannot overrun either end, so
@@ -189,23 +205,8 @@ int decodeUtf8(unsigned char const* text, int length, char32_t* out, int room, i
             i += step.length;
         }
     }
-    // The last bytes by walkUtf8's steps.
-    i += walkUtf8(
-        text + i, length - i,
-        [&](unsigned char const* run, int count) {
-            if (count > room - w) count = room - w;
-            for (int k = 0; k < count; ++k)
-                out[w + k] = run[k];
-            w += count;
-            return count;
-        },
-        [&](Utf8Step const& step) {
-            if (w >= room) return false;
-            out[w++] = step.value;
-            return true;
-        });
     written = w;
-    return i;
+    return i + decodeByWalk(text + i, length - i, out, room, written); // the last bytes
 }
 
 } // namespace
@@ -244,20 +245,7 @@ int Utf8ToUtf32(char const* source, int length, char32_t* destination, int capac
     int written = 0;
     const int room = capacity - 1;
     const int taken = fastPathsEnabled() ? decodeUtf8(bytes(source), length, destination, room, written)
-                                         : walkUtf8(
-                                               bytes(source), length,
-                                               [&](unsigned char const* run, int count) {
-                                                   if (count > room - written) count = room - written;
-                                                   for (int k = 0; k < count; ++k)
-                                                       destination[written + k] = run[k];
-                                                   written += count;
-                                                   return count;
-                                               },
-                                               [&](Utf8Step const& step) {
-                                                   if (written >= room) return false;
-                                                   destination[written++] = step.value;
-                                                   return true;
-                                               });
+                                         : decodeByWalk(bytes(source), length, destination, room, written);
     if (taken < length) raiseUnprocessed("Utf8ToUtf32");
     destination[written] = 0;
     return written;
