@@ -1,4 +1,4 @@
-// The tour's scenes: each shows one part of libkestal on the same input text. main() in tour.cpp
+// The tour's scenes: each shows one part of libkestal, most on the same input text. main() in tour.cpp
 // runs them in order; a new scene is one file (*Scene.cpp), one declaration here and one call there.
 #pragma once
 
@@ -17,5 +17,16 @@ void wordsScene(std::string const& utf8);
 
 // Drops a leading byte order mark and says whether the text fits Latin-1 and Latin-9.
 void encodingScene(std::string const& utf8);
+// Fails on purpose: a user error with context stacked on the way up, and its record marshalled.
+void errorsScene(std::string const& utf8);
+// Reads "name = value" settings of its own and logs the exception of each malformed line.
+void scannerScene();
+
+// Last: the executable's file name, the time since start and the peak resident size.
+void systemScene();
+// The file named on the command line (null: a Windows-style sample) as a path, taken apart.
+void pathScene(char const* argument);
+// Stops three worker threads at once through one cancel root and waits until all have stopped.
+void cancelScene(std::string const& utf8);
 
 } // namespace tour

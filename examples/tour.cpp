@@ -1,5 +1,5 @@
 // A short tour of libkestal: reads a UTF-8 text (a file named on the command line, or a built-in
-// sample) and runs each scene of TourScenes.h on it.
+// sample) and runs each scene of TourScenes.h on it; the path scene takes the file's name.
 #include "TourScenes.h"
 
 #include <fstream>
@@ -25,5 +25,10 @@ int main(int argc, char** argv) {
     const std::string utf8 = readInput(argc, argv);
     tour::wordsScene(utf8);
     tour::encodingScene(utf8);
+    tour::errorsScene(utf8);
+    tour::scannerScene();
+    tour::pathScene(argc > 1 ? argv[1] : nullptr);
+    tour::cancelScene(utf8);
+    tour::systemScene();
     return 0;
 }

@@ -7,11 +7,21 @@
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
+#include <vector>
 
 namespace kestal::testing {
 
 inline std::u16string text(TStringCore const& s) {
     return std::u16string(static_cast<std::u16string_view>(s));
+}
+
+/// The texts of a container of strings, in order.
+template <class Strings>
+std::vector<std::u16string> texts(Strings const& strings) {
+    std::vector<std::u16string> out;
+    for (TStringCore const& s : strings)
+        out.push_back(text(s));
+    return out;
 }
 
 /// True when the text sits inside the object itself (the short form).

@@ -69,10 +69,13 @@ public:
         m_inline[0] = 0;
         m_inline[8] = 0;
     }
-    /// Sharing copy: a long source's block gains one owner.
+    /// Sharing copy: a long source's block gains one owner. Both forms copy the units field
+    /// whole (the inline text, or the block pointer) with the size word: a short copy is then two
+    /// moves, inline, where assignment into an existing string has to go out of line.
     TStringManager(TStringManager const& other) noexcept
-        : TStringManager() {
-        *this = other;
+        : m_shortSize(other.m_shortSize) {
+        std::memcpy(m_inline, other.m_inline, sizeof m_inline);
+        if (isLong()) longBlock()->addRef();
     }
     /// Takes a long source's block and leaves the source empty; a short source keeps its text.
     TStringManager(TStringManager&& other) noexcept

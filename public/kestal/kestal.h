@@ -4,6 +4,7 @@
 #include <kestal/KestalExport.h>
 
 // Memory
+#include <kestal/ReferenceCount.h>
 #include <kestal/TMalloc.h>
 
 // Strings
@@ -14,9 +15,25 @@
 #include <kestal/TStringManager.h>
 #include <kestal/Unicode.h>
 
+// Formatting and scanning
+#include <kestal/TFormatStringCore.h>
+#include <kestal/TScanStringCore.h>
+
 // Errors and diagnostics
+#include <kestal/LogicException.h>
 #include <kestal/OnScopeExit.h>
+#include <kestal/TError.h>
 #include <kestal/TStackWalker.h>
+#include <kestal/VelmoraError.h>
+#include <kestal/VelmoraException.h>
+
+// Synchronisation
+#include <kestal/TCancelEvent.h>
+#include <kestal/TEvent.h>
+#include <kestal/TLocks.h>
+
+// Paths
+#include <kestal/TPathCore.h>
 
 // Hashing
 #include <kestal/THash.h>

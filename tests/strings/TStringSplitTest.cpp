@@ -16,18 +16,12 @@ namespace {
 
 using kestal::testing::letters;
 using kestal::testing::text;
+using kestal::testing::texts;
 using std::u16string;
 using Texts = std::vector<u16string>;
 constexpr auto kKeep = TStringCore::KeepEmpty;
 constexpr auto kSkip = TStringCore::SkipEmpty;
 constexpr auto kSensitive = TStringCore::CaseSensitive;
-
-Texts texts(std::vector<TStringCore> const& parts) {
-    Texts result;
-    for (TStringCore const& part : parts)
-        result.push_back(text(part));
-    return result;
-}
 
 // The pieces between separators as (start, length), ASCII letters folded when asked.
 std::vector<std::pair<int, int>> modelPieces(u16string const& t, u16string const& separator, bool fold) {

@@ -11,21 +11,22 @@ using Iterator = TConstCodePointIterator<TStringCore>;
 
 namespace {
 
-// ASCII sets: one table read per unit; text units of 0x80 and above never match.
-int findOneOfAscii(char16_t const* text, int size, char16_t const* set, int from) noexcept {
-    const kestal::strings::AsciiSet members(set);
-    for (int i = from; i < size; ++i)
-        if (members.contains(text[i])) return i;
-    return -1;
+// The end test of both engines: `size` units, or up to the first zero unit when it is negative.
+bool atTextEnd(char16_t const* text, int size, int i) noexcept {
+    return size < 0 ? text[i] == 0 : i >= size;
 }
 
-// Other sets: expanded once to code points, then the text is walked by code points.
-int findOneOfWide(char16_t const* text, int size, char16_t const* set, int setSize, int from) {
-    const std::vector<char32_t> members = kestal::strings::codePointsOf(set, setSize);
-    for (int i = from, units = 0; i < size; i += units)
-        if (std::find(members.begin(), members.end(), kestal::strings::readCodePoint(text + i, units)) !=
-            members.end())
-            return i;
+// ASCII sets: one table read per unit; text units of 0x80 and above never match, nor does a zero
+// unit, so a zero-terminated walk needs no test of its own.
+int findOneOfAscii(char16_t const* text, int size, char16_t const* set, int from) noexcept {
+    const kestal::strings::AsciiSet members(set);
+    if (size < 0) {
+        for (int i = from; text[i]; ++i)
+            if (members.contains(text[i])) return i;
+        return -1;
+    }
+    for (int i = from; i < size; ++i)
+        if (members.contains(text[i])) return i;
     return -1;
 }
 
@@ -33,6 +34,14 @@ bool inSet(char32_t c, char16_t const* set, int setSize) noexcept {
     for (int j = 0, units = 0; j < setSize; j += units)
         if (CodePoint::GetCodePoint(set + j, &units) == c) return true;
     return false;
+}
+
+// Other sets: the set's code points are read again for each code point of the text, so that no
+// search allocates.
+int findOneOfWide(char16_t const* text, int size, char16_t const* set, int setSize, int from) noexcept {
+    for (int i = from, units = 0; !atTextEnd(text, size, i); i += units)
+        if (inSet(kestal::strings::readCodePoint(text + i, units), set, setSize)) return i;
+    return -1;
 }
 
 } // namespace
@@ -56,7 +65,7 @@ std::vector<char32_t> codePointsOf(char16_t const* set, int setSize) {
 
 // Which engine runs depends on the units up to the set's first zero; the wide engine then takes
 // setSize units of it.
-int findOneOf(char16_t const* text, int size, char16_t const* set, int setSize, int from) {
+int findOneOf(char16_t const* text, int size, char16_t const* set, int setSize, int from) noexcept {
     if (!text || !set || from < 0 || set[0] == 0) return -1;
     char16_t all = 0;
     for (char16_t const* s = set; *s; ++s)
@@ -67,9 +76,8 @@ int findOneOf(char16_t const* text, int size, char16_t const* set, int setSize, 
 // A plain walk of the set for each code point of the text.
 int findOneNotOf(char16_t const* text, int size, char16_t const* set, int setSize, int from) noexcept {
     if (!text || from < 0) return -1;
-    auto atEnd = [&](int i) { return size < 0 ? text[i] == 0 : i >= size; };
-    if (!set || setSize < 1) return atEnd(from) ? -1 : from;
-    for (int i = from, units = 0; !atEnd(i); i += units)
+    if (!set || setSize < 1) return atTextEnd(text, size, from) ? -1 : from;
+    for (int i = from, units = 0; !atTextEnd(text, size, i); i += units)
         if (!inSet(CodePoint::GetCodePoint(text + i, &units), set, setSize)) return i;
     return -1;
 }

@@ -26,11 +26,12 @@ char32_t readCodePoint(char16_t const* p, int& units) noexcept;
 /// The code points of `setSize` units of `set`, lone surrogates as U+FFFD; empty below 1 unit.
 std::vector<char32_t> codePointsOf(char16_t const* set, int setSize);
 
-/// First index at or after `from` of a member of `set` in `size` units of `text`. The units up to
-/// the set's first zero decide the engine: all ASCII, a table by units; else `setSize` units of
-/// the set as code points, the text walked by code points. -1 for a null argument, a negative
-/// `from` or an empty set.
-int findOneOf(char16_t const* text, int size, char16_t const* set, int setSize, int from);
+/// First index at or after `from` of a member of `set` in `size` units of `text` (negative:
+/// zero-terminated, walked only as far as the search goes). The units up to the set's first zero
+/// decide the engine: all ASCII, a table by units; else `setSize` units of the set as code points,
+/// the text walked by code points. -1 for a null argument, a negative `from` or an empty set.
+/// Allocates nothing.
+int findOneOf(char16_t const* text, int size, char16_t const* set, int setSize, int from) noexcept;
 
 /// First code point at or after `from` whose value is not among the code points of `setSize` units
 /// of `set`. A negative size means zero-terminated text. An empty set answers `from` when it lies

@@ -1,19 +1,12 @@
 // Character classes: each member is one ICU property query. isSpace alone answers the ASCII
 // spaces itself, since it runs in every trim and split.
+#include "kestal/strings/Units.h"
+
 #include <kestal/CodePoint.h>
 #include <kestal/TCType.h>
 #include <unicode/uchar.h>
 
-namespace {
-
-// Tab, line feed, vertical tab, form feed, carriage return and space, as bits 0-4 and 23 of a
-// mask indexed from tab. ICU's White_Space holds for exactly these below 0x80.
-bool isAsciiSpace(char16_t unit) noexcept {
-    const unsigned offset = static_cast<unsigned>(unit) - 9u;
-    return offset < 24u && ((0x80001Fu >> offset) & 1u);
-}
-
-} // namespace
+using kestal::strings::isAsciiSpace;
 
 namespace TCType {
 

@@ -36,12 +36,6 @@ int keptByRightWalk(char16_t const* text, int size, Drop drop) {
     return 0;
 }
 
-// TCType::isSpace of an ASCII unit (tab to carriage return, space), inline: the trims ask once per
-// unit, and the library's own call goes through its symbol table.
-constexpr bool isAsciiSpace(char16_t unit) noexcept {
-    return static_cast<unsigned>(unit - 9) < 24 && (0x80001Fu >> (unit - 9)) & 1;
-}
-
 // Two bits per unit, set where the eight units at `p` are ASCII blanks (tab to carriage return,
 // space). x86-64 always has SSE2.
 unsigned asciiBlankBits(char16_t const* p) noexcept {
@@ -64,7 +58,7 @@ int leadingSpace(char16_t const* text, int size) noexcept {
         }
     while (i < size) {
         if (text[i] < 0x80) {
-            if (!isAsciiSpace(text[i])) break;
+            if (!kestal::strings::isAsciiSpace(text[i])) break;
             ++i;
         } else {
             if (!TCType::isSpace(text + i)) break;
@@ -84,12 +78,11 @@ int keptBeforeTrailingSpace(char16_t const* text, int size) noexcept {
             break;
         }
     while (size > 0 && text[size - 1] < 0x80) {
-        if (!isAsciiSpace(text[size - 1])) return size;
+        if (!kestal::strings::isAsciiSpace(text[size - 1])) return size;
         --size;
     }
-    return keptByRightWalk(text, size, [](char16_t const* p, int) {
-        return *p < 0x80 ? isAsciiSpace(*p) : TCType::isSpace(*p);
-    });
+    return keptByRightWalk(text, size,
+                           [](char16_t const* p, int) { return kestal::strings::isSpaceUnit(*p); });
 }
 
 // Whether the character of `units` units at `p` equals a member of the set; a member is as long as

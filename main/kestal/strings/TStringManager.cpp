@@ -5,39 +5,24 @@
 #include <cstdint>
 #include <kestal/TMalloc.h>
 #include <kestal/TStringCore.h>
+#include <kestal/detail/SingleThreaded.h>
 #include <new>
-
-#if __has_include(<sys/single_threaded.h>)
-#include <sys/single_threaded.h>
-#define KESTAL_HAS_SINGLE_THREADED_FLAG 1
-#else
-#define KESTAL_HAS_SINGLE_THREADED_FLAG 0
-#endif
 
 namespace {
 
+using kestal::detail::ProcessIsSingleThreaded;
 using kestal::strings::copyUnits;
 
 constexpr std::uint32_t kMaxCapacity = TStringManager::MaxCapacity;
 constexpr std::size_t kHeaderBytes = offsetof(TLongStringHeader, m_text);
 static_assert(kHeaderBytes == 12, "the header is as wide as six code units; the quantum depends on it");
 
-// While the process has a single thread no other thread can touch a count, so plain loads and
-// stores do. Starting the first thread clears the flag for good and publishes what came before.
-bool singleThreaded() noexcept {
-#if KESTAL_HAS_SINGLE_THREADED_FLAG
-    return __libc_single_threaded;
-#else
-    return false;
-#endif
-}
-
 } // namespace
 
 // ---- TLongStringHeader -------------------------------------------------------------------------
 
 void TLongStringHeader::addRef() noexcept {
-    if (singleThreaded())
+    if (ProcessIsSingleThreaded())
         m_refCount.store(m_refCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     else
         m_refCount.fetch_add(1, std::memory_order_acq_rel);
@@ -47,7 +32,7 @@ void TLongStringHeader::releaseShared() noexcept {
     const std::int32_t count = m_refCount.load(std::memory_order_acquire);
     if (count == 1)
         TFree(this); // the other owners have gone since release looked
-    else if (singleThreaded())
+    else if (ProcessIsSingleThreaded())
         m_refCount.store(count - 1, std::memory_order_relaxed);
     else if (m_refCount.fetch_sub(1, std::memory_order_acq_rel) == 1)
         TFree(this);

@@ -1,6 +1,8 @@
 // Text to numbers: one integer parser behind every integer to... member, the double reader over
 // strtod with its own infinity and NaN, and the two measures of a number at the head of a text.
 #include "kestal/strings/FastPaths.h"
+#include "kestal/strings/NumberMeasures.h"
+#include "kestal/strings/Units.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -17,11 +19,7 @@
 
 namespace {
 
-// TCType::isSpace with the ASCII answer inline: nearly every number asks, and for ASCII units that
-// are no space the library call would go on into ICU.
-bool isSpaceUnit(char16_t unit) noexcept {
-    return unit < 0x80 ? unit == u' ' || (unit >= u'\t' && unit <= u'\r') : TCType::isSpace(unit);
-}
+using kestal::strings::isSpaceUnit;
 
 [[noreturn]] void throwBaseError() {
     throw TStringCore::Exception(u"TStringCore::parseInteger: base out of range.");
@@ -172,43 +170,36 @@ T toUnsigned(TStringCore const& text, bool* ok, int base) {
 }
 
 // Passes over `word` if the text at `p` starts with it.
-bool skipWord(char16_t const*& p, std::u16string_view word) noexcept {
+template <class Unit>
+bool skipWord(Unit const*& p, std::string_view word) noexcept {
     for (std::size_t i = 0; i < word.size(); ++i)
-        if (p[i] != word[i]) return false;
+        if (p[i] != static_cast<Unit>(word[i])) return false;
     p += word.size();
     return true;
 }
 
 // What a spelled-out infinity or NaN gives, by the unit behind it: the end keeps `value`, white
 // space keeps it with *ok false, anything else gives 0.0 with ERANGE.
-double spelledValue(char16_t const* rest, double value, bool* ok) {
+template <class Unit>
+double spelledValue(Unit const* rest, double value, bool* ok) {
     if (*rest == 0) return value;
     if (ok) *ok = false;
-    if (isSpaceUnit(*rest)) return value;
+    if (isSpaceUnit(static_cast<char16_t>(*rest))) return value;
     errno = ERANGE;
     return 0.0;
 }
 
 constexpr int kStackUnits = 64;
 
-// The double reader on a trimmed, lower-cased, zero-terminated text of `size` units.
-double readDouble(char16_t const* text, int size, bool* ok) {
-    errno = 0;
-    char16_t const* p = text;
-    const bool negative = *p == u'-';
-    if (negative || *p == u'+') ++p;
-    if (skipWord(p, u"inf")) {
-        if (!skipWord(p, u".0")) skipWord(p, u"inity");
-        return spelledValue(p, negative ? -HUGE_VAL : HUGE_VAL, ok);
-    }
-    if (skipWord(p, u"nan")) {
-        while (*p == u'_' || TCType::isAlnum(*p))
-            ++p;
-        // The sign is not kept: every NaN read is the positive quiet one.
-        return spelledValue(p, std::numeric_limits<double>::quiet_NaN(), ok);
-    }
-
-    // strtod reads bytes: a unit above 0xFF becomes '?'.
+// strtod on bytes, with the count of units it read: a unit above 0xFF becomes '?'; bytes go as
+// they are.
+double narrowedStrtod(char const* bytes, int& read) {
+    char* stop = nullptr;
+    const double value = std::strtod(bytes, &stop);
+    read = static_cast<int>(stop - bytes);
+    return value;
+}
+double narrowedStrtod(char16_t const* text, int size, int& read) {
     char stackBytes[kStackUnits];
     std::string heapBytes;
     char* bytes = stackBytes;
@@ -219,11 +210,36 @@ double readDouble(char16_t const* text, int size, bool* ok) {
     std::transform(text, text + size, bytes,
                    [](char16_t unit) { return unit < 256 ? static_cast<char>(unit) : '?'; });
     bytes[size] = 0;
-    char* end = nullptr;
-    double value = std::strtod(bytes, &end);
+    return narrowedStrtod(bytes, read);
+}
+
+// The double reader on a trimmed, lower-cased, zero-terminated text of `size` units: UTF-16, or
+// bytes when the text was short ASCII.
+template <class Unit>
+double readDouble(Unit const* text, int size, bool* ok) {
+    errno = 0;
+    Unit const* p = text;
+    const bool negative = *p == '-';
+    if (negative || *p == '+') ++p;
+    if (skipWord(p, "inf")) {
+        if (!skipWord(p, ".0")) skipWord(p, "inity");
+        return spelledValue(p, negative ? -HUGE_VAL : HUGE_VAL, ok);
+    }
+    if (skipWord(p, "nan")) {
+        while (*p == '_' || TCType::isAlnum(static_cast<char16_t>(*p)))
+            ++p;
+        // The sign is not kept: every NaN read is the positive quiet one.
+        return spelledValue(p, std::numeric_limits<double>::quiet_NaN(), ok);
+    }
+    int read = 0;
+    double value;
+    if constexpr (sizeof(Unit) == 1)
+        value = narrowedStrtod(text, read);
+    else
+        value = narrowedStrtod(text, size, read);
     // A subnormal result reads as +0.0, its sign dropped.
     if (std::fpclassify(value) == FP_SUBNORMAL) value = 0.0;
-    if (ok && (errno != 0 || size == 0 || end != bytes + size)) *ok = false;
+    if (ok && (errno != 0 || size == 0 || read != size)) *ok = false;
     return value;
 }
 
@@ -238,11 +254,10 @@ constexpr double kExactPowersOf10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6, 
 // infinities and NaNs, hexadecimal, range errors, other locales and rounding modes.
 bool readPlainDecimal(char16_t const* text, int size, double& value) noexcept {
     if (size >= kStackUnits) return false;
-    auto blank = [](char16_t unit) { return unit == u' ' || (unit >= u'\t' && unit <= u'\r'); };
     int begin = 0, end = size;
-    while (begin < end && blank(text[begin]))
+    while (begin < end && kestal::strings::isAsciiSpace(text[begin]))
         ++begin;
-    while (end > begin && blank(text[end - 1]))
+    while (end > begin && kestal::strings::isAsciiSpace(text[end - 1]))
         --end;
     // The unit at `end` is a blank or the terminator, so the walk below stops there unchecked.
     // It keeps the units as bytes too, for from_chars.
@@ -335,22 +350,28 @@ double TStringCore::toDouble(bool* ok) const {
         errno = 0;
         return plain;
     }
-    // Short ASCII text without 'I' (the one ASCII letter whose lower case depends on the locale)
-    // is trimmed and lowered here on the stack; the rest goes through trimmed() and toLower().
+    // Short ASCII text without 'I' (the one ASCII letter whose lower case depends on the locale) is
+    // lowered into bytes on the stack in one pass and trimmed there; the rest goes through
+    // trimmed() and toLower().
     char16_t const* text = constData();
-    int begin = 0, end = size();
-    if (end < kStackUnits &&
-        std::all_of(text, text + end, [](char16_t unit) { return unit < 0x80 && unit != u'I'; })) {
-        while (begin < end && isSpaceUnit(text[begin]))
-            ++begin;
-        while (end > begin && isSpaceUnit(text[end - 1]))
-            --end;
-        char16_t lowered[kStackUnits];
-        std::transform(text + begin, text + end, lowered, [](char16_t unit) {
-            return static_cast<char16_t>(unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit);
-        });
-        lowered[end - begin] = 0;
-        return readDouble(lowered, end - begin, ok);
+    const int size = this->size();
+    if (size < kStackUnits) {
+        char lowered[kStackUnits];
+        int i = 0;
+        for (; i < size; ++i) {
+            const char16_t unit = text[i];
+            if (unit >= 0x80 || unit == u'I') break;
+            lowered[i] = static_cast<char>(unit >= u'A' && unit <= u'Z' ? unit + 0x20 : unit);
+        }
+        if (i == size) {
+            int begin = 0, end = size;
+            while (begin < end && kestal::strings::isAsciiSpace(lowered[begin]))
+                ++begin;
+            while (end > begin && kestal::strings::isAsciiSpace(lowered[end - 1]))
+                --end;
+            lowered[end] = 0;
+            return readDouble(lowered + begin, end - begin, ok);
+        }
     }
     const TStringCore prepared = trimmed().toLower();
     return readDouble(prepared.constData(), prepared.size(), ok);
@@ -360,11 +381,15 @@ float TStringCore::toFloat(bool* ok) const {
     return static_cast<float>(toDouble(ok));
 }
 
-int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
+namespace kestal::strings {
+
+int integerLength(char16_t const* text, int length, int base) {
     if (!text || length == 0 || text[0] == 0) return 0;
-    if (length < 0) length = TStringCore::length(text);
+    // Zero-terminated text needs no measure: the terminator is never a digit, so only the test for
+    // a second unit asks where the text ends.
+    const bool twoUnits = length < 0 ? text[1] != 0 : length >= 2;
     bool decimal = base == 10;
-    if (base == 0 && length >= 2) {
+    if (base == 0 && twoUnits) {
         // Kept on purpose: with one unit base 0 stays 0 and raises below, stricter than the parser.
         base = text[0] != u'0' ? 10 : (text[1] | 0x20) == u'x' ? 16 : 8;
         decimal = base == 10;
@@ -372,14 +397,14 @@ int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
     if (base < 2 || base > 36) throwBaseError();
 
     int pos = 0;
-    if (base == 16 && length >= 2 && hasHexPrefix(text))
+    if (base == 16 && twoUnits && hasHexPrefix(text))
         pos = 2;
     else if (decimal && (text[0] == u'+' || text[0] == u'-'))
         pos = 1;
-    if (pos >= length) return 0;
+    if (length >= 0 && pos >= length) return 0;
     // Unlike the parser's, a digit here is held to the base.
     const int start = pos;
-    for (; pos < length; ++pos) {
+    for (; length < 0 || pos < length; ++pos) {
         const unsigned folded = text[pos] | 0x20u;
         const bool digit = base <= 10 ? folded >= u'0' && folded < u'0' + static_cast<unsigned>(base)
                                       : digitValue(text[pos], base) >= 0;
@@ -388,61 +413,46 @@ int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
     return pos > start ? pos : 0;
 }
 
+} // namespace kestal::strings
+
+int TStringCore::leftIntegerLength(char16_t const* text, int length, int base) {
+    // A negative length is measured here for its capacity rule; the engine needs no measure.
+    if (text && length < 0 && text[0] != 0) length = TStringCore::length(text);
+    return kestal::strings::integerLength(text, length, base);
+}
+
 int TStringCore::leftDoubleLength(char16_t const* text, int length) {
     if (!text || length == 0) return 0;
-    int pos = 0;
-    int integerStart = 0, integerEnd = 0, fractionStart = 0, mantissaEnd = 0, exponentStart = 0;
+    // The walk in its states: sign, integer digits, point, fraction digits, exponent letter, sign,
+    // exponent digits. The end of the text stops it before any state looks at a unit: kept on
+    // purpose, the tests for missing digits therefore need a unit behind them (".", "1e" and "1e+"
+    // measure whole, ".x" measures 0 and "1ex" 1).
+    auto atEnd = [&](int i) { return text[i] == 0 || (length >= 0 && i >= length); };
     auto isSign = [](char16_t unit) { return unit == u'+' || unit == u'-'; };
-    // Each state looks at one unit, consuming it or not. The end of the text stops the walk before
-    // any state: kept on purpose, the tests for missing digits therefore need a unit behind them
-    // (".", "1e" and "1e+" measure whole, ".x" measures 0 and "1ex" 1).
-    for (int state = 0;;) {
-        if (text[pos] == 0 || (length >= 0 && pos >= length)) return pos;
-        const char16_t unit = text[pos];
-        switch (state) {
-        case 0: // sign
-            if (isSign(unit)) ++pos;
-            integerStart = pos;
-            state = 1;
-            break;
-        case 1: // integer digits
-            if (TCType::isDigit(unit)) {
-                ++pos;
-                break;
-            }
-            integerEnd = pos;
-            state = 2;
-            break;
-        case 2: // point
-            if (unit == u'.') ++pos;
-            fractionStart = pos;
-            state = 3;
-            break;
-        case 3: // fraction digits
-            if (TCType::isDigit(unit)) {
-                ++pos;
-                break;
-            }
-            if (integerEnd == integerStart && pos == fractionStart) return 0;
-            mantissaEnd = pos;
-            state = 4;
-            break;
-        case 4: // exponent letter
-            if ((unit & ~0x20) != u'E') return pos;
-            ++pos;
-            state = 5;
-            break;
-        case 5: // exponent sign
-            if (isSign(unit)) ++pos;
-            exponentStart = pos;
-            state = 6;
-            break;
-        default: // exponent digits
-            if (TCType::isDigit(unit)) {
-                ++pos;
-                break;
-            }
-            return pos == exponentStart ? mantissaEnd : pos;
-        }
-    }
+    auto digitsFrom = [&](int i) {
+        while ((length < 0 || i < length) && kestal::strings::isDigitUnit(text[i])) // NUL is no digit
+            ++i;
+        return i;
+    };
+    int pos = 0;
+    if (atEnd(pos)) return pos;
+    if (isSign(text[pos])) ++pos;
+    const int integerStart = pos;
+    pos = digitsFrom(pos);
+    if (atEnd(pos)) return pos;
+    const int integerEnd = pos;
+    if (text[pos] == u'.') ++pos;
+    const int fractionStart = pos;
+    pos = digitsFrom(pos);
+    if (atEnd(pos)) return pos;
+    if (integerEnd == integerStart && pos == fractionStart) return 0;
+    const int mantissaEnd = pos;
+    if ((text[pos] & ~0x20) != u'E') return pos; // any unit that equals 'E' with bit 0x20 cleared
+    ++pos;
+    if (atEnd(pos)) return pos;
+    if (isSign(text[pos])) ++pos;
+    const int exponentStart = pos;
+    pos = digitsFrom(pos);
+    if (atEnd(pos)) return pos;
+    return pos == exponentStart ? mantissaEnd : pos; // an exponent without digits is left out
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstring>
+#include <kestal/TCType.h>
 
 namespace kestal::strings {
 
@@ -14,6 +15,23 @@ constexpr bool isHighSurrogate(char32_t u) noexcept {
 }
 constexpr bool isLowSurrogate(char32_t u) noexcept {
     return u >= 0xDC00 && u <= 0xDFFF;
+}
+
+/// TCType::isSpace of an ASCII unit (tab to carriage return, space), as bits 0-4 and 23 of a mask
+/// indexed from tab. ICU's White_Space holds for exactly these below 0x80.
+constexpr bool isAsciiSpace(char16_t unit) noexcept {
+    return static_cast<unsigned>(unit - 9) < 24 && (0x80001Fu >> (unit - 9)) & 1;
+}
+
+/// TCType::isSpace(char16_t) with the ASCII answer inline: the loops that ask once per unit would
+/// otherwise call into the library and, for ASCII units that are no space, on into ICU.
+inline bool isSpaceUnit(char16_t unit) noexcept {
+    return unit < 0x80 ? isAsciiSpace(unit) : TCType::isSpace(unit);
+}
+
+/// TCType::isDigit(char16_t) (decimal digits of any script) with the ASCII answer inline.
+inline bool isDigitUnit(char16_t unit) noexcept {
+    return unit < 0x80 ? unit >= u'0' && unit <= u'9' : TCType::isDigit(unit);
 }
 
 /// Copies `count` units between ranges that do not overlap.
