@@ -214,7 +214,7 @@ std::vector<u16string> numberTexts(int count) {
     for (char16_t const* edge :
          {u"2.2250738585072014e-308", u"2.2250738585072011e-308", u"4.4501477170144028e-308",
           u"1.7976931348623157e308", u"1.7976931348623159e308", u"0e999999", u"-0.0",
-          u"000000000000000000001", u"999999999999999999", u"-999999999999999999", u"1000000000000000000",
+          u"000000000000000000001", u"9223372036854775807", u"-9223372036854775808", u"9223372036854775808",
           u"  7  ", u"+.5", u"5.", u"1e+", u"-"})
         texts.push_back(edge);
     // Digits at every offset, so that the readers meet the end of the inline text and of a block.

@@ -88,9 +88,9 @@ std::uint64_t parseInteger(char16_t const* s, int base, bool* ok, int* sign) {
     return result;
 }
 
-// ---- The common case of the integer parser: base 10, at most 18 digits behind ASCII blanks and
-// a sign. The general parser's result needs none of its overflow tests there, as nothing can wrap
-// below 10^18.
+// ---- The common case of the integer parser: base 10, at most 19 digits behind ASCII blanks and
+// a sign, of a magnitude that fits in 63 bits. Nothing can wrap below 10^19 and the signed members
+// need no clamp below 2^63, so the general parser's overflow tests have nothing to find there.
 
 // True with the 64-bit pattern in `value` (negated under a '-') and *ok set as the parser sets it;
 // false, having changed nothing, for every other text.
@@ -104,7 +104,8 @@ inline bool readShortDecimal(char16_t const* s, bool* ok, std::uint64_t& value) 
     // The parser's digit test for base 10, control units 0x10-0x19 included.
     for (unsigned digit; (digit = (*s | 0x20u) - u'0') <= 9; ++s)
         magnitude = magnitude * 10 + digit;
-    if (static_cast<std::size_t>(s - digits - 1) >= 18) return false; // none, or too many
+    if (static_cast<std::size_t>(s - digits - 1) >= 19) return false; // none, or too many
+    if (magnitude > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
     if (ok) {
         while (*s != 0 && isSpaceUnit(*s))
             ++s;

@@ -4,6 +4,7 @@
 // string, and that is moved in at the end.
 #include "kestal/strings/Kmp.h"
 #include "kestal/strings/SetSearch.h"
+#include "kestal/strings/UnitScan.h"
 #include "kestal/strings/Units.h"
 
 #include <algorithm>
@@ -197,31 +198,32 @@ int TStringCore::replaceCount(char16_t const* before, int beforeLength, char16_t
     if (beforeLength < 1 || beforeLength > n) return 0;
     // Matches never overlap: each search starts behind the last match. KMP keeps the search linear
     // for long or folded patterns; a short exact one goes to the vectorised filter, which finds the
-    // same first match and is linear for it too. Not for a null pattern or one led by a zero unit:
-    // findStr takes those as empty and matches everywhere, where KMP matches nothing or the units.
-    std::vector<int> prefix;
-    const bool filter = cs == CaseSensitive && beforeLength <= kShortPattern && before && before[0] != 0;
-    if (!filter) kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
-    auto next = [&](int from) {
-        if (filter) return from < n ? findStr(constData(), n, before, beforeLength, from, CaseSensitive) : -1;
-        const int at =
-            kestal::strings::kmpMatch(constData() + from, n - from, before, beforeLength, prefix, cs);
-        return at < 0 ? -1 : from + at;
-    };
-    int hit = next(0);
-    if (hit < 0) return 0;
+    // same matches in one pass and is linear for it too. A null pattern goes to KMP, which matches
+    // it nowhere.
+    std::vector<int> hits;
+    if (cs == CaseSensitive && beforeLength <= kShortPattern && before) {
+        kestal::strings::findAllUnits(constData(), n, before, beforeLength, hits);
+    } else {
+        std::vector<int> prefix;
+        kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
+        for (int from = 0; from < n;) {
+            const int at =
+                kestal::strings::kmpMatch(constData() + from, n - from, before, beforeLength, prefix, cs);
+            if (at < 0) break;
+            hits.push_back(from + at);
+            from += at + beforeLength;
+        }
+    }
+    if (hits.empty()) return 0;
     if (afterLength == beforeLength) {
         // In place; a null replacement only counts, and then nothing is detached.
-        char16_t* text = after ? str() : nullptr;
-        int count = 0;
-        for (; hit >= 0; hit = next(hit + beforeLength), ++count)
-            if (text)
-                std::char_traits<char16_t>::move(text + hit, after, static_cast<std::size_t>(afterLength));
-        return count;
+        if (after) {
+            char16_t* text = str();
+            for (int at : hits)
+                std::char_traits<char16_t>::move(text + at, after, static_cast<std::size_t>(afterLength));
+        }
+        return static_cast<int>(hits.size());
     }
-    std::vector<int> hits;
-    for (; hit >= 0; hit = next(hit + beforeLength))
-        hits.push_back(hit);
     if (!after)
         afterLength = 0; // appending a null text adds nothing
     else if (afterLength < 0)
@@ -254,7 +256,7 @@ int TStringCore::replaceCount(char16_t const* before, int beforeLength, char16_t
     auto put = [&out](char16_t const* from, int count) {
         if (count < 1) return;
         // Kept as the appends were: `after` may lie inside this string, which stays as it is.
-        kestal::strings::copyUnits(out, from, count);
+        kestal::strings::copyFewUnits(out, from, count);
         out += count;
     };
     for (int at : hits) {

@@ -61,10 +61,14 @@ int skipAfterFalseCandidate(char16_t const* pattern, int patternSize) noexcept {
     return patternSize;
 }
 
-// Patterns of two units or more, start + patternSize within size. A candidate is a position whose
-// last unit matches; eight are filtered at once by first and last unit, the rest one by one by the
-// last. The skip is computed at the first false candidate and reused. Allocates nothing.
-int findUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize, int start) noexcept {
+// Patterns of one unit or more, start + patternSize within size: `found(index)` is called for each
+// match at or after `start`, left to right and never overlapping, until it returns false. A
+// candidate is a position whose last unit matches; eight are filtered at once by first and last
+// unit, the rest one by one by the last. The skip is computed at the first false candidate and
+// reused. Allocates nothing.
+template <class Found>
+void findUnitsEach(char16_t const* text, int size, char16_t const* pattern, int patternSize, int start,
+                   Found found) {
     const int lastFit = size - patternSize;
     const int lastOffset = patternSize - 1;
     int skip = 0;
@@ -77,8 +81,12 @@ int findUnits(char16_t const* text, int size, char16_t const* pattern, int patte
             if (text[candidate + i] != pattern[i]) return false;
         return true;
     };
-    auto matchesAt = [&](int candidate) {
-        if (same(candidate)) return true;
+    // True when the search is over.
+    auto stopsAt = [&](int candidate) {
+        if (same(candidate)) {
+            next = candidate + patternSize;
+            return !found(candidate);
+        }
         if (skip == 0) skip = skipAfterFalseCandidate(pattern, patternSize);
         next = candidate + skip;
         return false;
@@ -90,17 +98,25 @@ int findUnits(char16_t const* text, int size, char16_t const* pattern, int patte
         unsigned bits = equalBits(text + block, first) & equalBits(text + block + lastOffset, last) & 0x5555u;
         for (; bits; bits &= bits - 1) {
             const int candidate = block + std::countr_zero(bits) / 2;
-            if (candidate >= next && matchesAt(candidate)) return candidate;
+            if (candidate >= next && stopsAt(candidate)) return;
         }
         next = std::max(next, block + 8);
     }
     while (next <= lastFit) {
         if (text[next + lastOffset] != pattern[lastOffset])
             ++next;
-        else if (matchesAt(next))
-            return next;
+        else if (stopsAt(next))
+            return;
     }
-    return -1;
+}
+
+int findUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize, int start) noexcept {
+    int at = -1;
+    findUnitsEach(text, size, pattern, patternSize, start, [&at](int index) {
+        at = index;
+        return false;
+    });
+    return at;
 }
 
 // ---- Folding ----------------------------------------------------------------------------------
@@ -236,6 +252,15 @@ int kmpMatch(char16_t const* text, int size, char16_t const* pattern, int patter
     if (cs == TStringCore::CaseSensitive)
         return match(text, size, pattern, patternSize, prefix.data(), AsIs{});
     return match(text, size, pattern, patternSize, prefix.data(), Folded{});
+}
+
+void findAllUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize,
+                  std::vector<int>& hits) {
+    if (patternSize < 1 || patternSize > size) return;
+    findUnitsEach(text, size, pattern, patternSize, 0, [&hits](int index) {
+        hits.push_back(index);
+        return true;
+    });
 }
 
 } // namespace kestal::strings

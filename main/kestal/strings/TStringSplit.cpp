@@ -3,6 +3,7 @@
 // result alone.
 #include "kestal/strings/SetSearch.h"
 #include "kestal/strings/UnitScan.h"
+#include "kestal/strings/Units.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -184,9 +185,17 @@ TStringCore TStringCore::join(Parts const& parts, TStringCore const& separator) 
     TStringCore result;
     result.reserve(static_cast<int>(total));
     char16_t* out = result.resize(static_cast<int>(total));
+    // Parts and separators are mostly short: copied inline rather than by a library call each.
+    char16_t const* const between = separator.constData();
+    const int betweenSize = separator.size();
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (i > 0) out = std::copy_n(separator.constData(), separator.size(), out);
-        out = std::copy_n(parts[i].constData(), parts[i].size(), out);
+        if (i > 0) {
+            kestal::strings::copyFewUnits(out, between, betweenSize);
+            out += betweenSize;
+        }
+        const int size = parts[i].size();
+        kestal::strings::copyFewUnits(out, parts[i].constData(), size);
+        out += size;
     }
     return result;
 }

@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <emmintrin.h>
+#include <vector>
 
 namespace kestal::strings {
 
@@ -28,5 +29,11 @@ inline int countUnit(char16_t const* text, int size, char16_t unit) noexcept {
         found += text[i] == unit;
     return found;
 }
+
+/// Appends to `hits` the index of each exact match of `patternSize` units of `pattern` in `size`
+/// units of `text`, left to right, each search behind the last match: the indexes that repeated
+/// TStringCore::findStr calls from each match's end would give, in one pass. Nothing below one unit.
+void findAllUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize,
+                  std::vector<int>& hits);
 
 } // namespace kestal::strings
