@@ -252,22 +252,17 @@ void expectReaderPathsAgree(int count) {
     }
 }
 
+// The fast paths against the C library's: in the default environment, rounding upward (snprintf
+// follows the mode, std::to_chars does not) and under a decimal comma ("de_DE"), where they must
+// stand aside.
 TEST(TStringNumber, FastPathsMatchTheCLibrary) {
     expectDoubleWriterPathsAgree(300000);
     expectReaderPathsAgree(60000);
-}
-
-// snprintf rounds in the current rounding mode; std::to_chars always to nearest.
-TEST(TStringNumber, FastPathsFollowTheRoundingMode) {
     std::fesetround(FE_UPWARD);
     EXPECT_EQ(text(TStringCore::number(0.125, 'f', 2)), u"0.13");
     expectDoubleWriterPathsAgree(20000);
     expectReaderPathsAgree(5000);
     std::fesetround(FE_TONEAREST);
-}
-
-// The decimal point comes from the thread's locale; "de_DE" writes a comma.
-TEST(TStringNumber, FastPathsStandAsideUnderADecimalComma) {
     locale_t comma = nullptr;
     for (char const* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"})
         if (!comma) comma = newlocale(LC_ALL_MASK, name, nullptr);
