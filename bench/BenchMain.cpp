@@ -2,7 +2,8 @@
 // of libkestal's time to each peer's, measured in the same run.
 //
 // Naming convention: "Operation/impl[/args]". The impl "kestal" is ours; every other impl of the
-// same operation and args is a peer. A ratio below 1 means libkestal is faster.
+// same operation and args is a peer. A ratio below 1 means libkestal is faster. With repetitions the
+// ratio is taken from the medians, so one noisy repetition does not decide it.
 #include <benchmark/benchmark.h>
 #include <cstdio>
 #include <map>
@@ -31,12 +32,18 @@ public:
     void ReportRuns(std::vector<Run> const& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (Run const& run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-            const Split s = splitName(run.benchmark_name());
+            if (run.error_occurred) continue;
+            const bool median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+            if (run.run_type != Run::RT_Iteration && !median) continue;
+            const Split s = splitName(run.run_name.str());
             if (s.impl.empty()) continue;
             auto& impls = m_times[s.key];
             if (impls.empty()) m_order.push_back(s.key);
-            impls.emplace(s.impl, run.GetAdjustedRealTime());
+            // The first repetition stands in until the median arrives.
+            if (median)
+                impls.insert_or_assign(s.impl, run.GetAdjustedRealTime());
+            else
+                impls.emplace(s.impl, run.GetAdjustedRealTime());
         }
     }
 

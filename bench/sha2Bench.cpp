@@ -1,5 +1,5 @@
 // sha2 against OpenSSL's EVP digests on 1 MiB, for each type; the "Portable" rows force the portable
-// SHA-1 and SHA-256 transforms even where the processor has SHA instructions.
+// transforms even where the processor has SHA instructions or AVX2.
 #include <benchmark/benchmark.h>
 #include <kestal/detail/sha2Testing.h>
 #include <kestal/sha2.h>
@@ -59,3 +59,5 @@ BENCHMARK_CAPTURE(Kestal, sha1p, sha2::SHA_1, false)->Name("SHA1Portable/kestal"
 BENCHMARK_CAPTURE(OpenSsl, sha1p, EVP_sha1())->Name("SHA1Portable/openssl");
 BENCHMARK_CAPTURE(Kestal, sha256p, sha2::SHA_256, false)->Name("SHA256Portable/kestal");
 BENCHMARK_CAPTURE(OpenSsl, sha256p, EVP_sha256())->Name("SHA256Portable/openssl");
+BENCHMARK_CAPTURE(Kestal, sha512p, sha2::SHA_512, false)->Name("SHA512Portable/kestal");
+BENCHMARK_CAPTURE(OpenSsl, sha512p, EVP_sha512())->Name("SHA512Portable/openssl");

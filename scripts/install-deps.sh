@@ -9,7 +9,11 @@ packages=(
   libicu-dev libtbb-dev libboost-dev libgrpc++-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libssl-dev # test and bench oracle for the SHA digests only; the library does not link it
+  locales    # a locale with a decimal comma, below, for the number tests
 )
+
+SUDO=""
+[ "$(id -u)" -eq 0 ] || SUDO="sudo"
 
 missing=()
 for p in "${packages[@]}"; do
@@ -17,9 +21,12 @@ for p in "${packages[@]}"; do
 done
 
 if ((${#missing[@]})); then
-  SUDO=""
-  [ "$(id -u)" -eq 0 ] || SUDO="sudo"
   export DEBIAN_FRONTEND=noninteractive
   $SUDO apt-get update -qq
   $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+
+# The number tests check that the fast paths step aside where the decimal point is a comma.
+if ! locale -a 2>/dev/null | grep -qi '^de_DE\.utf-\?8$'; then
+  $SUDO localedef -i de_DE -f UTF-8 de_DE.UTF-8
 fi

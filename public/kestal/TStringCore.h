@@ -55,7 +55,14 @@ public:
     /// True for the empty string.
     bool isEmpty() const noexcept { return size() == 0; }
     /// Sets the size (negative: 0), as TStringManager::resize; returns the writable text.
-    char16_t* resize(int size) { return TStringManager::resize(size < 0 ? 0 : size); }
+    char16_t* resize(int size) {
+        if (!isLong() && static_cast<unsigned>(size) < InlineCapacity) { // short stays short, inline here
+            m_shortSize = static_cast<std::int16_t>(size);
+            m_inline[size] = 0;
+            return m_inline;
+        }
+        return TStringManager::resize(size < 0 ? 0 : size);
+    }
     /// Grows the capacity to at least size + 1 units (policy ToSize).
     void reserve(int size) { changeCapacity(size, ToSize); }
     /// Empty, inline, block released.

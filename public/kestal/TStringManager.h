@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <kestal/KestalExport.h>
+#include <kestal/TMalloc.h>
 
 /// The heap block of a long string: a header of 12 bytes followed by m_capacity code units.
 /// A block whose count is above 1 is shared and read-only.
@@ -25,7 +26,16 @@ struct KESTAL_API TLongStringHeader {
     /// Increments the count (atomically once the process has more than one thread).
     void addRef() noexcept;
     /// Decrements the count like addRef; the owner that takes it to 0 hands the block to TFree.
-    void release() noexcept;
+    void release() noexcept {
+        // A count of 1 means the caller is the only owner and nobody else can reach the block to
+        // take a reference, so the last release skips the locked decrement (and, inline, a call).
+        if (m_refCount.load(std::memory_order_acquire) == 1)
+            TFree(this);
+        else
+            releaseShared();
+    }
+    /// release for a count above 1.
+    void releaseShared() noexcept;
     /// True when more than one string owns the block (acquire load).
     bool isShared() const noexcept { return m_refCount.load(std::memory_order_acquire) > 1; }
     /// Creates a block (old null: count 1, size 0) or resizes `old` to `capacity` units through
@@ -143,6 +153,9 @@ protected:
     }
     // Writable text without detaching; only for callers that know the block is private.
     char16_t* mutableData() noexcept { return isLong() ? longBlock()->text() : m_inline; }
+    // For an empty inline string and `size` of 15 or more: a new private block at the capacity
+    // quantum holding `size` units of `text`, without resize's general checks. Raises as resize.
+    KESTAL_INTERNAL void startLong(char16_t const* text, int size);
 
     alignas(TLongStringHeader*) char16_t m_inline[15]; // the block pointer sits at the start
     std::int16_t m_shortSize;                          // >= 0: inline and this is the size; < 0: long

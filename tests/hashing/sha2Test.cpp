@@ -74,11 +74,12 @@ void ExpectRuntimeError(F&& call, char const* message) {
     }
 }
 
-// Runs each test once on the portable transforms and once on the SHA instructions.
+// Runs each test once on the portable transforms and once on the processor's instructions.
 class Sha2Transforms : public ::testing::TestWithParam<bool> {
 protected:
     void SetUp() override {
-        if (GetParam() && !kestal::detail::Sha2HardwareAvailable()) GTEST_SKIP() << "no SHA extensions here";
+        if (GetParam() && !kestal::detail::Sha2HardwareAvailable())
+            GTEST_SKIP() << "no SHA extensions or AVX2 here";
         m_previous = kestal::detail::SetSha2HardwareEnabledForTesting(GetParam());
     }
     void TearDown() override { kestal::detail::SetSha2HardwareEnabledForTesting(m_previous); }
@@ -178,7 +179,7 @@ TEST_P(Sha2Transforms, AnySplitGivesTheSameDigest) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Sha2, Sha2Transforms, ::testing::Values(false, true),
-                         [](auto const& info) { return info.param ? "ShaExtensions" : "Portable"; });
+                         [](auto const& info) { return info.param ? "Hardware" : "Portable"; });
 
 TEST(sha2, DigestFormsAgreeAndReuseStartsAfresh) {
     auto const data = RandomBytes(1000, 4);

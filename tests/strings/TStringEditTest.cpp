@@ -116,6 +116,8 @@ TEST(TStringEdit, ReplaceCountReplacesLeftToRightWithoutOverlap) {
     check(u"aaa", u"aa", 2, u"b", 1, 1, u"ba");
     check(u"abc", u"a", 0, u"x", 1, 0, u"abc");
     check(u"abc", u"a", -1, u"x", 1, 0, u"abc");
+    check(u"abc", nullptr, 1, u"x", 1, 0, u"abc"); // null and zero-led patterns match no unit
+    check(u"abc", u"\0b", 2, u"x", 1, 0, u"abc");
     check(u"abc", u"abc", INT_MAX, u"x", 1, 0, u"abc"); // longer than the string: no table built
     check(u"aXa", u"a", 1, nullptr, 0, 2, u"X");
     check(u"aXa", u"a", 1, nullptr, 1, 2, u"aXa"); // counted, not written
@@ -143,7 +145,8 @@ TEST(TStringEdit, PatternEditsMatchAPlainModel) {
         return s;
     };
     for (int round = 0; round < 3000; ++round) {
-        const u16string t = generate(40, true), p = generate(3, false) + u'a', after = generate(4, true);
+        const u16string t = generate(round % 4 ? 40 : 300, true), p = generate(3, false) + u'a',
+                        after = generate(4, true);
         const u16string pattern = p.substr(0, 1 + random() % p.size());
         const bool cs = round % 2 == 0;
         const auto mode = cs ? kSensitive : kFold;
@@ -157,19 +160,26 @@ TEST(TStringEdit, PatternEditsMatchAPlainModel) {
         ASSERT_EQ(text(s), removed) << round;
         ASSERT_EQ(text(shared), t);
 
-        u16string replaced;
+        // The result is built as appends to a reservation at the present size would build it,
+        // capacity included.
+        TStringCore replaced;
+        replaced.reserve(static_cast<int>(t.size()));
         int count = 0;
         std::size_t done = 0;
         for (std::size_t at; (at = modelFind(t, pattern, done, cs)) != u16string::npos; ++count) {
-            replaced += t.substr(done, at - done) + after;
+            replaced.append(t.data() + done, static_cast<int>(at - done));
+            replaced.append(after.data(), static_cast<int>(after.size()));
             done = at + pattern.size();
         }
-        replaced += t.substr(done);
+        replaced.append(t.data() + done, static_cast<int>(t.size() - done));
         s = shared;
         ASSERT_EQ(s.replaceCount(pattern.data(), static_cast<int>(pattern.size()), after.data(),
                                  static_cast<int>(after.size()), mode),
                   count);
-        ASSERT_EQ(text(s), replaced) << round;
+        ASSERT_EQ(text(s), text(replaced)) << round;
+        if (count > 0 && after.size() != pattern.size()) {
+            ASSERT_EQ(s.capacity(), replaced.capacity()) << round;
+        }
     }
 }
 

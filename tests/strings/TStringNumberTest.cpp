@@ -5,15 +5,19 @@
 
 #include <bit>
 #include <cerrno>
+#include <cfenv>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <gtest/gtest.h>
 #include <kestal/TStringCore.h>
+#include <kestal/detail/TStringFastPathsTesting.h>
 #include <limits>
+#include <locale.h>
 #include <random>
 #include <string>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -127,6 +131,151 @@ constexpr Parse toLong = as64<long, &TStringCore::toLong>;
 constexpr Parse toLongLong = as64<long long, &TStringCore::toLongLong>;
 constexpr Parse toULong = as64<unsigned long, &TStringCore::toULong>;
 constexpr Parse toULongLong = as64<unsigned long long, &TStringCore::toULongLong>;
+
+// Runs `f` once on the fast paths and once on the C library's, restoring the setting.
+template <class F>
+auto bothPaths(F&& f) {
+    kestal::detail::SetStringFastPathsEnabledForTesting(false);
+    auto slow = f();
+    kestal::detail::SetStringFastPathsEnabledForTesting(true);
+    return std::pair(f(), slow);
+}
+
+// Random bit patterns, then the values where digits are decided: zeros, subnormals, the edges of
+// the range, halves at every rounding position, infinities and NaNs.
+std::vector<double> doublesToRender(int randomCount) {
+    std::vector<double> values;
+    std::mt19937_64 random(99);
+    for (int i = 0; i < randomCount; ++i)
+        values.push_back(std::bit_cast<double>(random()));
+    using L = std::numeric_limits<double>;
+    for (double v : {0.0, L::denorm_min(), L::min(), L::max(), L::infinity(), L::quiet_NaN(), 0.5, 1.0, 9.5,
+                     0.125, 2.5e-5, 1e15 + 0.5, 999999.5, 9.9999995, 1e22, 5e-324, 123456789012345678.0})
+        for (double sign : {1.0, -1.0})
+            values.push_back(sign * v);
+    // Exact decimal ties: 1 + 2^-k has k digits behind the point, 2^k + 0.5 one.
+    for (int k = 1; k < 24; ++k)
+        for (double v : {1.0 + std::ldexp(1.0, -k), 3 * std::ldexp(1.0, -k), std::ldexp(1.0, k) + 0.5})
+            values.push_back(v);
+    return values;
+}
+
+// number(double) through std::to_chars and through snprintf agree on every byte, under the locale
+// in force: with a decimal comma the fast path must stand aside.
+void expectDoubleWriterPathsAgree(int randomCount) {
+    static constexpr char kFormats[] = {'e', 'f', 'g', 'E', 'F', 'G'};
+    const std::vector<double> values = doublesToRender(randomCount);
+    int mismatches = 0;
+    for (std::size_t i = 0; i < values.size() && mismatches < 10; ++i) {
+        // Random values take one format and precision each; the chosen ones take every pair.
+        const bool chosen = i >= static_cast<std::size_t>(randomCount);
+        for (int combination = 0; combination < (chosen ? 6 * 19 : 1); ++combination) {
+            const int pick = chosen ? combination : static_cast<int>(i % (6 * 19));
+            const char format = kFormats[pick % 6];
+            const int precision = pick / 6 < 18 ? pick / 6 : 30;
+            const bool compact = (i + static_cast<std::size_t>(combination)) % 2;
+            const double value = values[i];
+            const auto [fast, slow] =
+                bothPaths([&] { return text(TStringCore::number(value, format, precision, compact)); });
+            if (fast != slow && ++mismatches)
+                ADD_FAILURE() << std::hexfloat << value << ' ' << format << precision
+                              << (compact ? " compact" : "") << ": " << str(fast) << " != " << str(slow);
+        }
+    }
+}
+
+// Texts for the readers: random runs over an alphabet of what the parsers decide on, and the
+// renderings of random doubles at every precision, with the range's edges.
+std::vector<u16string> numberTexts(int count) {
+    static constexpr char16_t kAlphabet[] = u"0123456789000999.+-eE xX\t\u3000\x11aFinI";
+    std::mt19937_64 random(5);
+    std::vector<u16string> texts;
+    for (int i = 0; i < count; ++i) {
+        u16string s;
+        if (i % 3 == 0) {
+            for (auto n = random() % 26; n > 0; --n)
+                s += kAlphabet[random() % (std::size(kAlphabet) - 1)];
+        } else if (i % 3 == 1) { // integers of every length about the 64-bit edges
+            s = u16string(random() % 2, u' ') + u16string(1, u"+- "[random() % 3]);
+            for (auto n = 1 + random() % 21; n > 0; --n)
+                s += static_cast<char16_t>(u'0' + random() % 10);
+            s += u16string(random() % 2, u'\t');
+        } else {
+            char buffer[64];
+            const auto bits = random();
+            const double value =
+                i % 2 ? std::bit_cast<double>(bits) : static_cast<double>(bits >> (bits % 64));
+            const int n = std::snprintf(buffer, sizeof buffer, i % 4 < 2 ? "%.*g" : "%.*e",
+                                        static_cast<int>(bits % 20), value);
+            s.assign(buffer, buffer + n);
+        }
+        texts.push_back(s);
+    }
+    for (char16_t const* edge :
+         {u"2.2250738585072014e-308", u"2.2250738585072011e-308", u"4.4501477170144028e-308",
+          u"1.7976931348623157e308", u"1.7976931348623159e308", u"0e999999", u"-0.0",
+          u"000000000000000000001", u"9223372036854775807", u"-9223372036854775808", u"9223372036854775808",
+          u"  7  ", u"+.5", u"5.", u"1e+", u"-"})
+        texts.push_back(edge);
+    // Digits at every offset, so that the readers meet the end of the inline text and of a block.
+    for (std::size_t pad = 0; pad < 17; ++pad)
+        for (std::size_t n = 1; n < 20; ++n)
+            texts.push_back(u16string(pad, u' ') + u16string(n % 2, u'-') +
+                            u16string(u"9876543210987654321", n));
+    return texts;
+}
+
+// Every to... member on both paths: value (NaN as NaN), *ok and errno agree.
+void expectReaderPathsAgree(int count) {
+    static constexpr Parse kParsers[] = {toShort, toUShort,   toInt,   toUInt,
+                                         toLong,  toLongLong, toULong, toULongLong};
+    int mismatches = 0;
+    for (u16string const& input : numberTexts(count)) {
+        const TStringCore s = str(input);
+        const auto [fastDouble, slowDouble] = bothPaths([&] {
+            bool ok = false;
+            const double value = s.toDouble(&ok);
+            return std::tuple(std::isnan(value) ? 1 : std::bit_cast<std::uint64_t>(value), ok, errno);
+        });
+        if (fastDouble != slowDouble && mismatches++ < 10) ADD_FAILURE() << "toDouble " << s;
+        for (Parse parse : kParsers)
+            for (int base : {10, 0, 16}) {
+                const auto [fast, slow] = bothPaths([&] {
+                    bool ok = false;
+                    const std::uint64_t value = parse(s, &ok, base);
+                    const int error = errno;
+                    const std::uint64_t quiet = parse(s, nullptr, base);
+                    return std::tuple(value, ok, error, quiet, errno);
+                });
+                if (fast != slow && mismatches++ < 10) ADD_FAILURE() << "base " << base << ": " << s;
+            }
+    }
+}
+
+// The fast paths against the C library's: in the default environment, rounding upward (snprintf
+// follows the mode, std::to_chars does not) and under a decimal comma ("de_DE"), where they must
+// stand aside.
+TEST(TStringNumber, FastPathsMatchTheCLibrary) {
+    expectDoubleWriterPathsAgree(300000);
+    expectReaderPathsAgree(60000);
+    std::fesetround(FE_UPWARD);
+    EXPECT_EQ(text(TStringCore::number(0.125, 'f', 2)), u"0.13");
+    expectDoubleWriterPathsAgree(20000);
+    expectReaderPathsAgree(5000);
+    std::fesetround(FE_TONEAREST);
+    locale_t comma = nullptr;
+    for (char const* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8", "de_DE"})
+        if (!comma) comma = newlocale(LC_ALL_MASK, name, nullptr);
+    if (!comma)
+        GTEST_SKIP() << "no locale with a decimal comma is installed (scripts/install-deps.sh adds one)";
+    const locale_t previous = uselocale(comma);
+    EXPECT_EQ(text(TStringCore::number(1.5, 'f', 1)), u"1,5");
+    EXPECT_EQ(TStringCore(u"1.5").toDouble(), 1.0);
+    expectDoubleWriterPathsAgree(20000);
+    expectReaderPathsAgree(5000);
+    uselocale(previous);
+    freelocale(comma);
+}
 
 TEST(TStringNumber, IntegerParserResultsOkAndErrno) {
     constexpr long long kMax = std::numeric_limits<long long>::max(),

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <kestal/CodePoint.h>
 #include <kestal/Unicode.h>
+#include <kestal/detail/TStringFastPathsTesting.h>
 #include <random>
 #include <string>
 #include <unicode/ustring.h>
@@ -103,7 +104,50 @@ std::u32string referenceDecode(std::string const& s, int& pairs) {
     return out;
 }
 
+// What a conversion leaves: the whole destination buffer, and the count or the message it raised.
+template <class Out>
+std::pair<std::basic_string<Out>, std::u16string> outcome(int (*convert)(char const*, int, Out*, int),
+                                                          std::string const& bytes, int capacity) {
+    std::basic_string<Out> buffer(static_cast<std::size_t>(capacity) + 4, Out(0x55));
+    try {
+        const int n = convert(bytes.data(), len(bytes.size()), buffer.data(), capacity);
+        return {buffer, std::u16string(1, static_cast<char16_t>(n))};
+    } catch (TStringCore::Exception const& e) {
+        return {buffer, kestal::testing::text(e.GetConcatenatedMessages())};
+    }
+}
+
 } // namespace
+
+// The vectorised ASCII run ahead of ICU and the own decoder's block walk against the plain paths:
+// long ASCII runs broken by every kind of sequence, good and bad, cut at every capacity around the
+// result, so that a run meets the end of the destination and of the text at every offset.
+TEST(Unicode, FastPathsMatchTheGeneralPaths) {
+    std::mt19937 rng(11);
+    static char const* const pieces[] = {
+        "\xC3\xA9", "\xE6\x9D\xB1", "\xF0\x9F\x98\x80", "\xC3",         "\xE6\x9D",
+        "\x80",     "\xF8",         "\xC0\x80",         "\xED\xA0\x80", "\0"};
+    for (int round = 0; round < 400; ++round) {
+        std::string bytes;
+        while (bytes.size() < rng() % 120) {
+            bytes.append(rng() % 40, static_cast<char>('a' + rng() % 26));
+            bytes += pieces[rng() % std::size(pieces)];
+        }
+        const int n16 = Unicode::MeasureUtf8ToUtf16(bytes.data(), len(bytes.size()));
+        const int n32 = Unicode::MeasureUtf8ToUtf32(bytes.data(), len(bytes.size()));
+        for (int capacity :
+             {n16 + 1, n16, n16 - 1, n32 + 1, n32, static_cast<int>(rng() % (n16 + 2)), 1, 0}) {
+            kestal::detail::SetStringFastPathsEnabledForTesting(false);
+            const auto slow16 = outcome(Unicode::Utf8ToUtf16, bytes, capacity);
+            const auto slow32 = outcome(Unicode::Utf8ToUtf32, bytes, capacity);
+            kestal::detail::SetStringFastPathsEnabledForTesting(true);
+            EXPECT_EQ(outcome(Unicode::Utf8ToUtf16, bytes, capacity), slow16)
+                << bytes.size() << ' ' << capacity;
+            EXPECT_EQ(outcome(Unicode::Utf8ToUtf32, bytes, capacity), slow32)
+                << bytes.size() << ' ' << capacity;
+        }
+    }
+}
 
 TEST(Unicode, ValidTextInAllPlanesMatchesIcuEveryWay) {
     std::mt19937 rng(20240611);

@@ -103,10 +103,15 @@ inline void ShortEnd(u64& h0, u64& h1, u64& h2, u64& h3) noexcept {
     h1 ^= h0, h0 = std::rotl(h0, 63), h1 += h0;
 }
 
-void SpookyShort(unsigned char const* p, std::size_t length, u64& hash1, u64& hash2) noexcept {
+struct Hash128 {
+    u64 first, second;
+};
+
+// The short form, inlined into its callers with the seeds and the result in registers: for a few
+// bytes, passing them through memory and a call costs as much as the hash.
+[[gnu::always_inline]] inline Hash128 SpookyShort(unsigned char const* p, std::size_t length, u64 a,
+                                                  u64 b) noexcept {
     std::size_t remainder = length % 32;
-    u64 a = hash1;
-    u64 b = hash2;
     u64 c = kSpookyConst;
     u64 d = kSpookyConst;
 
@@ -183,17 +188,11 @@ void SpookyShort(unsigned char const* p, std::size_t length, u64& hash1, u64& ha
         break;
     }
     ShortEnd(a, b, c, d);
-    hash1 = a;
-    hash2 = b;
+    return {a, b};
 }
 
-void SpookyHash128(void const* message, std::size_t length, u64& hash1, u64& hash2) noexcept {
-    auto const* p = static_cast<unsigned char const*>(message);
-    if (length < kShortLimit) {
-        SpookyShort(p, length, hash1, hash2);
-        return;
-    }
-
+[[gnu::noinline]] Hash128 SpookyLong(unsigned char const* p, std::size_t length, u64 hash1,
+                                     u64 hash2) noexcept {
     SpookyState st;
     for (std::size_t i = 0; i < kNumVars; i += 3) {
         st.h[i] = hash1;
@@ -211,17 +210,19 @@ void SpookyHash128(void const* message, std::size_t length, u64& hash1, u64& has
     if (remainder != 0) std::memcpy(buf, end, remainder);
     buf[kBlockSize - 1] = static_cast<unsigned char>(remainder);
     End(buf, st);
-    hash1 = st.h[0];
-    hash2 = st.h[1];
+    return {st.h[0], st.h[1]};
+}
+
+[[gnu::always_inline]] inline Hash128 SpookyHash128(void const* message, std::size_t length, u64 hash1,
+                                                    u64 hash2) noexcept {
+    auto const* p = static_cast<unsigned char const*>(message);
+    return length < kShortLimit ? SpookyShort(p, length, hash1, hash2) : SpookyLong(p, length, hash1, hash2);
 }
 
 // The exported functions call these directly rather than each other, which in a shared library
 // would go through the symbol table.
-inline u64 SpookyHash64(void const* message, std::size_t length, u64 seed) noexcept {
-    u64 h1 = seed;
-    u64 h2 = seed;
-    SpookyHash128(message, length, h1, h2);
-    return h1;
+[[gnu::always_inline]] inline u64 SpookyHash64(void const* message, std::size_t length, u64 seed) noexcept {
+    return SpookyHash128(message, length, seed, seed).first;
 }
 
 // lookup2's mix: the shifts are the published ones and their order matters.
@@ -308,10 +309,8 @@ unsigned long long THash64(void const* data, unsigned long length, unsigned long
 std::pair<unsigned long long, unsigned long long> THash128(void const* data, unsigned long length,
                                                            unsigned long long seed,
                                                            unsigned long long second) noexcept {
-    u64 h1 = seed;
-    u64 h2 = second;
-    SpookyHash128(data, length, h1, h2);
-    return {h1, h2};
+    const Hash128 hash = SpookyHash128(data, length, seed, second);
+    return {hash.first, hash.second};
 }
 
 unsigned long THashCombine(unsigned long a, unsigned long b) noexcept {

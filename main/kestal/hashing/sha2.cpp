@@ -1,6 +1,7 @@
 // SHA-1 and SHA-2 digests (FIPS 180-4). The SHA-1 and SHA-256 block functions use the processor's SHA
 // instructions when it has them (chosen once at load); the portable ones below are the fallback.
 #include "sha2Constants.h"
+#include "sha2_avx2.h"
 #include "sha2_shani.h"
 
 #include <atomic>
@@ -18,6 +19,7 @@ namespace {
 using u32 = std::uint32_t;
 using u64 = std::uint64_t;
 using Blocks32 = void (*)(u32* state, unsigned char const* data, std::size_t blocks) noexcept;
+using Blocks64 = void (*)(u64* state, unsigned char const* data, std::size_t blocks) noexcept;
 
 constexpr char kInvalidType[] = "Invalid SHA_TYPE type!";
 constexpr char kUnfinished[] = "Unfinished execution!";
@@ -200,22 +202,33 @@ void PadAndRunLast(unsigned char* buffer, u64 const* bitCount, bool bigEndianMac
 // library's static initialiser is still right.
 constinit std::atomic<Blocks32> s_sha1Blocks{&Sha1BlocksPortable};
 constinit std::atomic<Blocks32> s_sha256Blocks{&Sha256BlocksPortable};
+constinit std::atomic<Blocks64> s_sha512Blocks{&Sha512BlocksPortable};
 
+bool const s_shaExtensions = kestal::hashing::ShaExtensionsSupported();
+bool const s_avx2 = kestal::hashing::Sha512Avx2Supported();
+
+// Each transform on the instructions this processor has, or all portable.
 void SelectBlockFunctions(bool hardware) noexcept {
-    s_sha1Blocks.store(hardware ? &kestal::hashing::Sha1BlocksShani : &Sha1BlocksPortable,
+    bool const extensions = hardware && s_shaExtensions;
+    s_sha1Blocks.store(extensions ? &kestal::hashing::Sha1BlocksShani : &Sha1BlocksPortable,
                        std::memory_order_relaxed);
-    s_sha256Blocks.store(hardware ? &kestal::hashing::Sha256BlocksShani : &Sha256BlocksPortable,
+    s_sha256Blocks.store(extensions ? &kestal::hashing::Sha256BlocksShani : &Sha256BlocksPortable,
+                         std::memory_order_relaxed);
+    s_sha512Blocks.store(hardware && s_avx2 ? &kestal::hashing::Sha512BlocksAvx2 : &Sha512BlocksPortable,
                          std::memory_order_relaxed);
 }
 
 bool const s_hardwareAvailable = [] {
-    bool const available = kestal::hashing::ShaExtensionsSupported();
-    SelectBlockFunctions(available);
-    return available;
+    SelectBlockFunctions(true);
+    return s_shaExtensions || s_avx2;
 }();
 
 inline void RunBlocks32(u32* state, unsigned char const* data, std::size_t blocks, bool sha1) noexcept {
     (sha1 ? s_sha1Blocks : s_sha256Blocks).load(std::memory_order_relaxed)(state, data, blocks);
+}
+
+inline void RunBlocks64(u64* state, unsigned char const* data, std::size_t blocks) noexcept {
+    s_sha512Blocks.load(std::memory_order_relaxed)(state, data, blocks);
 }
 
 int DigestLength(sha2::SHA_TYPE type) noexcept {
@@ -252,12 +265,13 @@ constexpr u64 kSha512Init[8] = {0x6a09e667f3bcc908, 0xbb67ae8584caa73b, 0x3c6ef3
 namespace kestal::detail {
 
 bool Sha2HardwareAvailable() noexcept {
-    return kestal::hashing::ShaExtensionsSupported();
+    return s_hardwareAvailable;
 }
 
 bool SetSha2HardwareEnabledForTesting(bool enabled) noexcept {
-    bool const wasEnabled = s_sha256Blocks.load(std::memory_order_relaxed) != &Sha256BlocksPortable;
-    SelectBlockFunctions(enabled && s_hardwareAvailable);
+    bool const wasEnabled = s_sha256Blocks.load(std::memory_order_relaxed) != &Sha256BlocksPortable ||
+                            s_sha512Blocks.load(std::memory_order_relaxed) != &Sha512BlocksPortable;
+    SelectBlockFunctions(enabled);
     return wasEnabled;
 }
 
@@ -372,7 +386,7 @@ void sha2::SHA256_Internal_Transform(unsigned int const* block) noexcept {
 }
 
 void sha2::SHA512_Internal_Transform(unsigned long long const* block) noexcept {
-    Sha512BlocksPortable(m_state64, reinterpret_cast<unsigned char const*>(block), 1);
+    RunBlocks64(m_state64, reinterpret_cast<unsigned char const*>(block), 1);
 }
 
 void sha2::SHA32bit_Update(unsigned char const* data, unsigned long length, bool sha1) noexcept {
@@ -382,9 +396,8 @@ void sha2::SHA32bit_Update(unsigned char const* data, unsigned long length, bool
 }
 
 void sha2::SHA64bit_Update(unsigned char const* data, unsigned long length) noexcept {
-    BufferedUpdate<128>(m_buffer, m_bitCount, data, length, [this](unsigned char const* p, std::size_t n) {
-        Sha512BlocksPortable(m_state64, p, n);
-    });
+    BufferedUpdate<128>(m_buffer, m_bitCount, data, length,
+                        [this](unsigned char const* p, std::size_t n) { RunBlocks64(m_state64, p, n); });
 }
 
 void sha2::SHA256_Internal_Last(bool sha1) noexcept {
@@ -394,7 +407,6 @@ void sha2::SHA256_Internal_Last(bool sha1) noexcept {
 }
 
 void sha2::SHA512_Internal_Last() noexcept {
-    PadAndRunLast<128>(m_buffer, m_bitCount, m_bigEndian, [this](unsigned char const* p, std::size_t n) {
-        Sha512BlocksPortable(m_state64, p, n);
-    });
+    PadAndRunLast<128>(m_buffer, m_bitCount, m_bigEndian,
+                       [this](unsigned char const* p, std::size_t n) { RunBlocks64(m_state64, p, n); });
 }

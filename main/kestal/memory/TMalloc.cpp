@@ -157,12 +157,21 @@ void* TCalloc(std::size_t count, std::size_t size) noexcept {
     return TMalloc(count * size);
 }
 
+namespace {
+// realloc of null is malloc; asked for directly, the C library skips realloc's own dispatch. A
+// function put in by the testing seam is always called.
+void* reallocateOrAllocate(kestal::detail::ReallocFunction reallocate, void* block,
+                           std::size_t size) noexcept {
+    return !block && reallocate == &std::realloc ? std::malloc(size) : reallocate(block, size);
+}
+} // namespace
+
 void* TRealloc(void* block, std::size_t size) noexcept {
     const kestal::detail::ReallocFunction reallocate = s_realloc.load(std::memory_order_relaxed);
-    if (s_callsTrackers) return reallocate(block, size);
+    if (s_callsTrackers) return reallocateOrAllocate(reallocate, block, size);
     // A reallocation releases in mode 1 as well, unlike TFree; callers rely on that asymmetry.
     if (block) countRelease(block, true, false);
-    void* result = reallocate(block, size);
+    void* result = reallocateOrAllocate(reallocate, block, size);
     countAllocation(result, true); // mode and record are read afresh
     return result;
 }

@@ -14,7 +14,10 @@ TStringCore::TStringCore(char16_t const* text, int length) {
     if (!text) return;
     if (length < 0) length = TStringCore::length(text);
     if (length == 0) return;
-    copyUnits(TStringManager::resize(length), text, length);
+    if (length < InlineCapacity)
+        kestal::strings::copyFewUnits(resize(length), text, length);
+    else
+        startLong(text, length);
 }
 
 int TStringCore::length(char16_t const* text) {

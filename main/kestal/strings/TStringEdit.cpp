@@ -1,10 +1,13 @@
 // Editing of a whole string: trimming, justifying, repeating, reversing and line endings. Trims
 // that find nothing to remove leave a shared string shared; a cut at the end keeps the capacity.
 #include "kestal/strings/SetSearch.h"
+#include "kestal/strings/Units.h"
 #include "kestal/strings/UtfSteps.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <emmintrin.h>
 #include <kestal/CodePoint.h>
 #include <kestal/TCType.h>
 #include <kestal/TStringCore.h>
@@ -33,9 +36,26 @@ int keptByRightWalk(char16_t const* text, int size, Drop drop) {
     return 0;
 }
 
+// Two bits per unit, set where the eight units at `p` are ASCII blanks (tab to carriage return,
+// space). x86-64 always has SSE2.
+unsigned asciiBlankBits(char16_t const* p) noexcept {
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
+    const __m128i space = _mm_cmpeq_epi16(units, _mm_set1_epi16(u' '));
+    // Tab to carriage return are 9 to 13: less 9 they are at most 4, and anything below 9 wraps.
+    const __m128i controls = _mm_cmpeq_epi16(
+        _mm_subs_epu16(_mm_sub_epi16(units, _mm_set1_epi16(9)), _mm_set1_epi16(4)), _mm_setzero_si128());
+    return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(space, controls)));
+}
+
 // The units of white space at the start of `size` units, by code points.
 int leadingSpace(char16_t const* text, int size) noexcept {
     int i = 0;
+    // ASCII blanks eight at a time; the walk below takes over at the first unit that is none.
+    for (unsigned bits; size - i >= 8; i += 8)
+        if ((bits = asciiBlankBits(text + i)) != 0xFFFF) {
+            i += std::countr_one(bits) / 2;
+            break;
+        }
     while (i < size) {
         if (text[i] < 0x80) {
             if (!kestal::strings::isAsciiSpace(text[i])) break;
@@ -51,6 +71,16 @@ int leadingSpace(char16_t const* text, int size) noexcept {
 // The length left when white space is dropped from the end. A high surrogate is no space, so a pair
 // is never dropped.
 int keptBeforeTrailingSpace(char16_t const* text, int size) noexcept {
+    // ASCII blanks go here, eight at a time; the walk, which starts afresh behind them, takes the rest.
+    for (unsigned bits; size >= 8; size -= 8)
+        if ((bits = asciiBlankBits(text + size - 8)) != 0xFFFF) {
+            size -= std::countl_one(bits << 16) / 2;
+            break;
+        }
+    while (size > 0 && text[size - 1] < 0x80) {
+        if (!kestal::strings::isAsciiSpace(text[size - 1])) return size;
+        --size;
+    }
     return keptByRightWalk(text, size,
                            [](char16_t const* p, int) { return kestal::strings::isSpaceUnit(*p); });
 }
@@ -205,7 +235,7 @@ TStringCore TStringCore::trimmed() const {
     if (begin == 0 && end == size()) return *this;
     TStringCore result;
     result.reserve(capacity() - 1);
-    result.append(text + begin, end - begin);
+    kestal::strings::copyUnits(result.resize(end - begin), text + begin, end - begin);
     return result;
 }
 

@@ -1,6 +1,7 @@
 // Storage of TStringCore: long blocks, the capacity quantum, copy on write and assignment.
 #include "kestal/strings/Units.h"
 
+#include <bit>
 #include <cstdint>
 #include <kestal/TMalloc.h>
 #include <kestal/TStringCore.h>
@@ -27,12 +28,10 @@ void TLongStringHeader::addRef() noexcept {
         m_refCount.fetch_add(1, std::memory_order_acq_rel);
 }
 
-void TLongStringHeader::release() noexcept {
+void TLongStringHeader::releaseShared() noexcept {
     const std::int32_t count = m_refCount.load(std::memory_order_acquire);
-    // A count of 1 means the caller is the only owner and nobody else can reach the block to take
-    // a reference, so the last release skips the locked decrement.
     if (count == 1)
-        TFree(this);
+        TFree(this); // the other owners have gone since release looked
     else if (ProcessIsSingleThreaded())
         m_refCount.store(count - 1, std::memory_order_relaxed);
     else if (m_refCount.fetch_sub(1, std::memory_order_acq_rel) == 1)
@@ -165,6 +164,14 @@ char16_t* TStringManager::resize(int size) {
     return block->text();
 }
 
+void TStringManager::startLong(char16_t const* text, int size) {
+    TLongStringHeader* block = TLongStringHeader::reallocate(calculateCapacity(size), nullptr);
+    block->m_size = size;
+    copyUnits(block->text(), text, size);
+    block->text()[size] = 0;
+    setLongBlock(block);
+}
+
 void TStringManager::reset() noexcept {
     if (isLong()) longBlock()->release();
     m_shortSize = 0;
@@ -199,7 +206,7 @@ void TStringManager::changeCapacityOfShortString(int capacity) {
     TLongStringHeader* block = TLongStringHeader::reallocate(capacity, nullptr);
     const int n = m_shortSize;
     block->m_size = n;
-    copyUnits(block->text(), m_inline, n);
+    if (n > 0) copyUnits(block->text(), m_inline, n);
     block->text()[n] = 0;
     setLongBlock(block); // only now: the pointer overlays the inline text
 }
@@ -228,13 +235,7 @@ int TStringManager::calculateCapacity(int size) {
     // Whole block in code units: text, terminator and the header's six units. Blocks follow the
     // series 2^k, 3*2^(k-1), so growth alternates between a third and a half.
     const std::uint32_t x = n + 7;
-    std::uint32_t p = x;
-    p |= p >> 1;
-    p |= p >> 2;
-    p |= p >> 4;
-    p |= p >> 8;
-    p |= p >> 16;
-    p += 1;
+    const std::uint32_t p = std::uint32_t{1} << std::bit_width(x); // the power of two above x
     const std::uint32_t q = (p / 4) * 3;
     const std::uint32_t quantum = x < q ? q : p;
     if (quantum > kMaxCapacity) return static_cast<int>(kMaxCapacity);

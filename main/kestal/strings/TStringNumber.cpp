@@ -1,29 +1,74 @@
 // Numbers to text: one integer renderer for every width and base, and the double writer, which
 // takes snprintf's output and tidies its exponent, trailing zeros and sign.
+#include "kestal/strings/FastPaths.h"
+
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <kestal/TCType.h>
 #include <kestal/TStringCore.h>
-#include <string_view>
+#include <kestal/detail/TStringFastPathsTesting.h>
+
+std::atomic<bool> kestal::strings::g_fastPathsEnabled{true};
+
+bool kestal::detail::SetStringFastPathsEnabledForTesting(bool enabled) noexcept {
+    return kestal::strings::g_fastPathsEnabled.exchange(enabled);
+}
 
 namespace {
 
 constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// Writes the digits of `value` backwards from `end`; returns the first digit. Powers of two take
-// shifts (base 64 with its own alphabet), base 10 a constant divisor the compiler turns into a
-// multiplication.
-char16_t* writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcept {
+// "00" to "99": decimal digits go two per division.
+constexpr char kDigitPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// Digits of `value` in `base`.
+int digitCount(std::uint64_t value, unsigned base) noexcept {
     if (base == 10) {
-        do {
-            *--end = static_cast<char16_t>(u'0' + value % 10);
-            value /= 10;
-        } while (value);
+        // floor(log10) from the bit length (1233 / 4096 is just above log10(2)), then one comparison.
+        static constexpr auto kPowers = [] {
+            std::array<std::uint64_t, 20> powers{1};
+            for (std::size_t i = 1; i < powers.size(); ++i)
+                powers[i] = powers[i - 1] * 10;
+            return powers;
+        }();
+        const int guess = (std::bit_width(value | 1) * 1233) >> 12;
+        return guess - ((value | 1) < kPowers[guess] ? 1 : 0) + 1;
+    }
+    if (std::has_single_bit(base)) {
+        const int shift = std::countr_zero(base);
+        return (std::bit_width(value | 1) + shift - 1) / shift;
+    }
+    int count = 1;
+    for (; value >= base; value /= base)
+        ++count;
+    return count;
+}
+
+// Writes the digits of `value` backwards, ending at `end`. Powers of two take shifts (base 64
+// with its own alphabet), base 10 constant divisors the compiler turns into multiplications.
+void writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcept {
+    if (base == 10) {
+        for (; value >= 100; value /= 100) {
+            char const* pair = kDigitPairs + 2 * (value % 100);
+            *--end = static_cast<char16_t>(pair[1]);
+            *--end = static_cast<char16_t>(pair[0]);
+        }
+        if (value >= 10) {
+            *--end = static_cast<char16_t>(kDigitPairs[2 * value + 1]);
+            *--end = static_cast<char16_t>(kDigitPairs[2 * value]);
+        } else {
+            *--end = static_cast<char16_t>(u'0' + value);
+        }
     } else if (std::has_single_bit(base)) {
         char const* alphabet = base == 64 ? kBase64 : kDigits;
         const int shift = std::countr_zero(base);
@@ -37,55 +82,91 @@ char16_t* writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcep
             value /= base;
         } while (value);
     }
-    return end;
 }
 
 // The integer renderer behind every number(): the digits of `magnitude`, a '-' if `negative`, and
 // `fill` up to `width`. A '0' fill goes between the sign and the digits, any other in front of the
-// sign. Built straight into the result, so a short number allocates nothing.
+// sign. Written straight into the result, so a short number allocates nothing.
 TStringCore renderInteger(std::uint64_t magnitude, bool negative, unsigned base, int width, char16_t fill) {
-    char16_t buffer[64];
-    char16_t* const end = buffer + std::size(buffer);
-    char16_t const* digits = writeDigits(magnitude, base, end);
-    const int digitCount = static_cast<int>(end - digits);
-    const int length = digitCount + (negative ? 1 : 0);
+    const int length = digitCount(magnitude, base) + (negative ? 1 : 0);
     const int padding = std::max(width, length) - length;
 
     TStringCore result;
     char16_t* out = result.resize(length + padding);
+    writeDigits(magnitude, base, out + length + padding);
     if (negative && fill == u'0') *out++ = u'-';
     out = std::fill_n(out, padding, fill);
-    if (negative && fill != u'0') *out++ = u'-';
-    std::copy(digits, static_cast<char16_t const*>(end), out);
+    if (negative && fill != u'0') *out = u'-';
     return result;
 }
 
-// ---- The double writer's edits, on snprintf's bytes ----
+// ---- The double writer: snprintf's bytes (or std::to_chars's, where they are the same) and the
+// edits on them ----
 
-// A text of at most 1023 bytes, with room for the ".0" that the compact form may add.
+// A text of at most 1023 bytes, with room for the ".0" that the compact form may add, and the
+// index of its exponent letter: the first 'e' or 'E' when that is not the first byte, else -1.
+// The edits keep the index up to date rather than search again.
 struct Rendered {
     char bytes[1024 + 2];
     int size = 0;
+    int letter = -1;
 
-    std::string_view view() const noexcept { return {bytes, static_cast<std::size_t>(size)}; }
     void erase(int pos, int count) noexcept {
         std::memmove(bytes + pos, bytes + pos + count, static_cast<std::size_t>(size - pos - count));
         size -= count;
+        if (letter >= pos) letter -= count;
     }
     void insertPointZero(int pos) noexcept {
         std::memmove(bytes + pos + 2, bytes + pos, static_cast<std::size_t>(size - pos));
         bytes[pos] = '.';
         bytes[pos + 1] = '0';
         size += 2;
+        if (letter >= pos) letter += 2;
     }
-    // Index of the first 'e' or 'E' when it is not the first byte, else -1.
-    int exponent() const noexcept {
-        int at = 0;
-        while (at < size && bytes[at] != 'e' && bytes[at] != 'E')
-            ++at;
-        return at == size || at == 0 ? -1 : at;
+    bool hasPoint() const noexcept {
+        return std::memchr(bytes, '.', static_cast<std::size_t>(size)) != nullptr;
     }
 };
+
+// snprintf's bytes for "%.*<format>", cut at 1023 as the buffer cuts them.
+void renderBySnprintf(Rendered& text, double value, char format, int precision) noexcept {
+    char pattern[] = "%.*f";
+    pattern[3] = format;
+    const int written = std::snprintf(text.bytes, 1024, pattern, precision, value);
+    text.size = written < 1 ? 0 : std::min(written, 1023);
+    int at = 0;
+    while (at < text.size && text.bytes[at] != 'e' && text.bytes[at] != 'E')
+        ++at;
+    text.letter = at == text.size || at == 0 ? -1 : at;
+}
+
+// std::to_chars with snprintf's format; false when the text would not fit in 1023 bytes, where
+// snprintf's cut has to decide.
+bool renderByToChars(Rendered& text, double value, char format, int precision) noexcept {
+    const char lower = static_cast<char>(format | 0x20);
+    const std::chars_format style = lower == 'e'   ? std::chars_format::scientific
+                                    : lower == 'f' ? std::chars_format::fixed
+                                                   : std::chars_format::general;
+    const auto [end, error] = std::to_chars(text.bytes, text.bytes + 1023, value, style, precision);
+    if (error != std::errc()) return false;
+    text.size = static_cast<int>(end - text.bytes);
+    // The only letter is the exponent's, within its last five bytes ("e+308").
+    text.letter = -1;
+    for (int i = text.size - 1; i > 0 && i >= text.size - 5; --i)
+        if (text.bytes[i] == 'e') {
+            text.letter = i;
+            if (format != lower) text.bytes[i] = 'E';
+            break;
+        }
+    return true;
+}
+
+// Alphabetic as TCType::isAlpha32 says, for a byte widened to a code point.
+bool isAlphaByte(char c) noexcept {
+    const auto unit = static_cast<unsigned char>(c);
+    if (unit < 0x80) return (unit | 0x20) >= 'a' && (unit | 0x20) <= 'z';
+    return TCType::isAlpha32(unit);
+}
 
 bool isDigitByte(char c) noexcept {
     return c >= '0' && c <= '9';
@@ -94,9 +175,8 @@ bool isDigitByte(char c) noexcept {
 // Leading zeros of the exponent go until two digits remain; an exponent without excess zeros, or
 // of three significant digits, is left alone.
 void trimExponentZeros(Rendered& text) noexcept {
-    const int letter = text.exponent();
-    if (letter < 0) return;
-    int first = letter + 1;
+    if (text.letter < 0) return;
+    int first = text.letter + 1;
     if (first < text.size && (text.bytes[first] == '+' || text.bytes[first] == '-')) ++first;
     int zeros = 0;
     while (first + zeros < text.size && text.bytes[first + zeros] == '0')
@@ -110,8 +190,7 @@ void trimExponentZeros(Rendered& text) noexcept {
 
 // Drops the mantissa's trailing zeros, keeping one behind a point.
 void stripTrailingZeros(Rendered& text) noexcept {
-    const int letter = text.exponent();
-    const int mantissaEnd = letter < 0 ? text.size : letter;
+    const int mantissaEnd = text.letter < 0 ? text.size : text.letter;
     int last = mantissaEnd - 1;
     // Kept on purpose: the walk does not look for a point, so at precision 0 it eats the integer's
     // own zeros ("100" becomes "1"); callers depend on that output.
@@ -131,12 +210,12 @@ void dropNegativeZeroSign(Rendered& text) noexcept {
     text.erase(0, 1);
 }
 
-TStringCore widened(std::string_view bytes) {
+TStringCore widened(Rendered const& text) {
     TStringCore result;
-    if (bytes.empty()) return result;
-    char16_t* out = result.resize(static_cast<int>(bytes.size()));
-    for (char c : bytes)
-        *out++ = static_cast<unsigned char>(c);
+    if (text.size == 0) return result;
+    char16_t* out = result.resize(text.size);
+    for (int i = 0; i < text.size; ++i)
+        out[i] = static_cast<unsigned char>(text.bytes[i]);
     return result;
 }
 
@@ -164,32 +243,38 @@ TStringCore TStringCore::pointer(void const* p, bool prefix, bool pad) {
 TStringCore TStringCore::number(double value, char format, int precision, bool compact) {
     if (std::isnan(value)) return TStringCore(u"nan");
     if (std::isinf(value)) return TStringCore(value < 0 ? u"-inf" : u"inf");
-    if (std::string_view("eEfFgG").find(format) == std::string_view::npos) format = 'f';
+    switch (format) {
+    case 'e':
+    case 'E':
+    case 'f':
+    case 'F':
+    case 'g':
+    case 'G':
+        break;
+    default:
+        format = 'f';
+    }
     if (precision < 0) precision = 6;
 
-    char pattern[] = "%.*f";
-    pattern[3] = format;
     Rendered text;
-    const int written = std::snprintf(text.bytes, 1024, pattern, precision, value);
-    text.size = written < 1 ? 0 : std::min(written, 1023);
+    const bool fast = kestal::strings::fastPathsEnabled() && kestal::strings::charConvMatchesCLibrary() &&
+                      renderByToChars(text, value, format, precision);
+    if (!fast) renderBySnprintf(text, value, format, precision);
 
     trimExponentZeros(text);
     const bool general = format == 'g' || format == 'G';
     // A text ending in a letter (as a locale might spell something) is not made compact.
-    const bool endsInLetter =
-        text.size > 0 && TCType::isAlpha32(static_cast<unsigned char>(text.bytes[text.size - 1]));
+    const bool endsInLetter = text.size > 0 && isAlphaByte(text.bytes[text.size - 1]);
     if (compact && text.size > 0 && !endsInLetter) {
-        if (!general) {
+        if (!general)
             stripTrailingZeros(text);
-        } else if (text.view().find('.') == std::string_view::npos) {
-            const int letter = text.exponent();
-            text.insertPointZero(letter < 0 ? text.size : letter);
-        }
+        else if (!text.hasPoint())
+            text.insertPointZero(text.letter < 0 ? text.size : text.letter);
     } else if (general) {
-        const int letter = text.exponent();
+        const int letter = text.letter;
         if (letter >= 3 && text.bytes[letter - 2] == '.' && text.bytes[letter - 1] == '0')
             text.erase(letter - 2, 2);
     }
     dropNegativeZeroSign(text);
-    return widened(text.view());
+    return widened(text);
 }

@@ -1,10 +1,13 @@
 // Text to numbers: one integer parser behind every integer to... member, the double reader over
 // strtod with its own infinity and NaN, and the two measures of a number at the head of a text.
+#include "kestal/strings/FastPaths.h"
 #include "kestal/strings/NumberMeasures.h"
 #include "kestal/strings/Units.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cfloat>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -85,18 +88,56 @@ std::uint64_t parseInteger(char16_t const* s, int base, bool* ok, int* sign) {
     return result;
 }
 
+// ---- The common case of the integer parser: base 10, at most 19 digits behind ASCII blanks and
+// a sign, of a magnitude that fits in 63 bits. Nothing can wrap below 10^19 and the signed members
+// need no clamp below 2^63, so the general parser's overflow tests have nothing to find there.
+
+// True with the 64-bit pattern in `value` (negated under a '-') and *ok set as the parser sets it;
+// false, having changed nothing, for every other text.
+inline bool readShortDecimal(char16_t const* s, bool* ok, std::uint64_t& value) noexcept {
+    while (*s == u' ' || (*s >= u'\t' && *s <= u'\r'))
+        ++s;
+    const bool negative = *s == u'-';
+    s += negative || *s == u'+';
+    char16_t const* const digits = s;
+    std::uint64_t magnitude = 0;
+    // The parser's digit test for base 10, control units 0x10-0x19 included.
+    for (unsigned digit; (digit = (*s | 0x20u) - u'0') <= 9; ++s)
+        magnitude = magnitude * 10 + digit;
+    if (static_cast<std::size_t>(s - digits - 1) >= 19) return false; // none, or too many
+    if (magnitude > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) return false;
+    if (ok) {
+        while (*s != 0 && isSpaceUnit(*s))
+            ++s;
+        *ok = *s == 0;
+    }
+    value = negative ? 0 - magnitude : magnitude;
+    return true;
+}
+
+inline bool fastDecimal(TStringCore const& text, int base, bool* ok, std::uint64_t& value) noexcept {
+    return base == 10 && kestal::strings::fastPathsEnabled() && readShortDecimal(text.constData(), ok, value);
+}
+
 // The signed members: the parser's pattern, its overflows turned into the 64-bit bounds, then
 // clamped to the type.
 template <class T>
 T toSigned(TStringCore const& text, bool* ok, int base) {
-    int sign = 1;
-    auto value = static_cast<std::int64_t>(parseInteger(text.constData(), base, ok, &sign));
-    if (sign < 0 && errno == ERANGE) {
-        value = std::numeric_limits<std::int64_t>::min();
-    } else if (sign > 0 && value < 0) {
-        errno = ERANGE;
-        value = std::numeric_limits<std::int64_t>::max();
-        if (ok) *ok = false;
+    std::uint64_t pattern;
+    std::int64_t value;
+    if (fastDecimal(text, base, ok, pattern)) {
+        errno = 0;
+        value = static_cast<std::int64_t>(pattern);
+    } else {
+        int sign = 1;
+        value = static_cast<std::int64_t>(parseInteger(text.constData(), base, ok, &sign));
+        if (sign < 0 && errno == ERANGE) {
+            value = std::numeric_limits<std::int64_t>::min();
+        } else if (sign > 0 && value < 0) {
+            errno = ERANGE;
+            value = std::numeric_limits<std::int64_t>::max();
+            if (ok) *ok = false;
+        }
     }
     if constexpr (sizeof(T) < sizeof(std::int64_t)) {
         if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max()) {
@@ -112,9 +153,16 @@ T toSigned(TStringCore const& text, bool* ok, int base) {
 // the pattern as it is ("-1" is all ones, *ok true), while the narrower ones find it too large.
 template <class T>
 T toUnsigned(TStringCore const& text, bool* ok, int base) {
-    const std::uint64_t value = parseInteger(text.constData(), base, ok, nullptr);
+    std::uint64_t value;
+    bool rangeError = false;
+    if (fastDecimal(text, base, ok, value)) {
+        errno = 0;
+    } else {
+        value = parseInteger(text.constData(), base, ok, nullptr);
+        rangeError = errno == ERANGE;
+    }
     constexpr std::uint64_t max = std::numeric_limits<T>::max();
-    if (errno == ERANGE || value > max) {
+    if (rangeError || value > max) {
         errno = ERANGE;
         if (ok) *ok = false;
         return static_cast<T>(max);
@@ -196,6 +244,79 @@ double readDouble(Unit const* text, int size, bool* ok) {
     return value;
 }
 
+// Powers of ten that a double holds exactly.
+constexpr double kExactPowersOf10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// The common case of toDouble: ASCII text between ASCII blanks that is a plain decimal number,
+// [sign] digits [. digits] [e [sign] digits], whose value is normal, or a zero written with zeros.
+// strtod would read the whole text to the correctly rounded value and leave errno alone, so *ok
+// stays true. Returns false for anything else, which the general reader takes: spelled
+// infinities and NaNs, hexadecimal, range errors, other locales and rounding modes.
+bool readPlainDecimal(char16_t const* text, int size, double& value) noexcept {
+    if (size >= kStackUnits) return false;
+    int begin = 0, end = size;
+    while (begin < end && kestal::strings::isAsciiSpace(text[begin]))
+        ++begin;
+    while (end > begin && kestal::strings::isAsciiSpace(text[end - 1]))
+        --end;
+    // The unit at `end` is a blank or the terminator, so the walk below stops there unchecked.
+    // It keeps the units as bytes too, for from_chars.
+    char bytes[kStackUnits];
+    int n = 0;
+    auto digitAt = [&](int at) {
+        bytes[n] = static_cast<char>(text[at]);
+        return static_cast<unsigned>(text[at]) - u'0';
+    };
+    int i = begin;
+    const bool negative = text[i] == u'-';
+    if (negative) bytes[n++] = '-'; // from_chars takes no '+'
+    if (negative || text[i] == u'+') ++i;
+    std::uint64_t mantissa = 0; // wraps past 19 digits, which then go to from_chars
+    int digits = 0, scale = 0;
+    for (unsigned digit; (digit = digitAt(i)) <= 9; ++i, ++n, ++digits)
+        mantissa = mantissa * 10 + digit;
+    if (text[i] == u'.') {
+        bytes[n++] = '.';
+        for (unsigned digit; (digit = digitAt(++i)) <= 9; ++n, ++digits, --scale)
+            mantissa = mantissa * 10 + digit;
+    }
+    if (digits == 0) return false;
+    int exponent = 0;
+    if ((text[i] | 0x20) == u'e') {
+        bytes[n++] = 'e';
+        const bool negativeExponent = text[++i] == u'-';
+        if (negativeExponent || text[i] == u'+') bytes[n++] = static_cast<char>(text[i++]);
+        const int exponentStart = i;
+        for (unsigned digit; (digit = digitAt(i)) <= 9; ++i, ++n)
+            if (exponent < 100000) exponent = exponent * 10 + static_cast<int>(digit);
+        if (i == exponentStart) return false;
+        if (negativeExponent) exponent = -exponent;
+    }
+    if (i != end || !kestal::strings::charConvMatchesCLibrary()) return false;
+
+    // Both factors exact, so one rounding: the correctly rounded value, as strtod's.
+    const int power = exponent + scale;
+    if (digits <= 19 && mantissa <= (std::uint64_t{1} << 53) && power >= -22 && power <= 22) {
+        const auto m = static_cast<double>(mantissa);
+        const double magnitude = power < 0 ? m / kExactPowersOf10[-power] : m * kExactPowersOf10[power];
+        value = negative ? -magnitude : magnitude;
+        return true;
+    }
+
+    // Longer or larger: std::from_chars, which rounds as strtod does.
+    double result;
+    const auto [stop, error] = std::from_chars(bytes, bytes + n, result);
+    if (error != std::errc() || stop != bytes + n) return false;
+    // Near the ends of the range strtod may report ERANGE; those go to it, as does a zero read
+    // from digits that are not all zeros (an underflow).
+    const double magnitude = std::fabs(result);
+    const bool zeros = mantissa == 0 && digits <= 19;
+    if (!(magnitude > 2 * DBL_MIN && magnitude < DBL_MAX) && !(magnitude == 0 && zeros)) return false;
+    value = result;
+    return true;
+}
+
 } // namespace
 
 short TStringCore::toShort(bool* ok, int base) const {
@@ -225,6 +346,11 @@ unsigned long long TStringCore::toULongLong(bool* ok, int base) const {
 
 double TStringCore::toDouble(bool* ok) const {
     if (ok) *ok = true;
+    double plain;
+    if (kestal::strings::fastPathsEnabled() && readPlainDecimal(constData(), size(), plain)) {
+        errno = 0;
+        return plain;
+    }
     // Short ASCII text without 'I' (the one ASCII letter whose lower case depends on the locale) is
     // lowered into bytes on the stack in one pass and trimmed there; the rest goes through
     // trimmed() and toLower().

@@ -4,9 +4,11 @@
 // string, and that is moved in at the end.
 #include "kestal/strings/Kmp.h"
 #include "kestal/strings/SetSearch.h"
+#include "kestal/strings/UnitScan.h"
 #include "kestal/strings/Units.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <kestal/TStringCore.h>
 #include <string>
 #include <utility>
@@ -15,6 +17,10 @@
 using kestal::strings::readCodePoint;
 
 namespace {
+
+// Patterns up to this many units are searched by the vectorised filter, whose cost per position
+// grows with the pattern; longer ones by KMP.
+constexpr int kShortPattern = 32;
 
 // Moves the kept run [from, to) down to `out`; returns the new end of the kept text.
 int keepRun(char16_t* text, int out, int from, int to) noexcept {
@@ -190,37 +196,77 @@ int TStringCore::replaceCount(char16_t const* before, int beforeLength, char16_t
     const int n = size();
     // Longer than the string: nothing can match, and no table is built for it.
     if (beforeLength < 1 || beforeLength > n) return 0;
-    std::vector<int> prefix;
-    kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
-    // Matches never overlap: each search starts behind the last match.
-    auto next = [&](int from) {
-        const int at =
-            kestal::strings::kmpMatch(constData() + from, n - from, before, beforeLength, prefix, cs);
-        return at < 0 ? -1 : from + at;
-    };
-    int hit = next(0);
-    if (hit < 0) return 0;
-    int count = 0;
+    // Matches never overlap: each search starts behind the last match. KMP keeps the search linear
+    // for long or folded patterns; a short exact one goes to the vectorised filter, which finds the
+    // same matches in one pass and is linear for it too. A null pattern goes to KMP, which matches
+    // it nowhere.
+    std::vector<int> hits;
+    if (cs == CaseSensitive && beforeLength <= kShortPattern && before) {
+        kestal::strings::findAllUnits(constData(), n, before, beforeLength, hits);
+    } else {
+        std::vector<int> prefix;
+        kestal::strings::kmpComputePrefix(before, beforeLength, prefix, cs);
+        for (int from = 0; from < n;) {
+            const int at =
+                kestal::strings::kmpMatch(constData() + from, n - from, before, beforeLength, prefix, cs);
+            if (at < 0) break;
+            hits.push_back(from + at);
+            from += at + beforeLength;
+        }
+    }
+    if (hits.empty()) return 0;
     if (afterLength == beforeLength) {
         // In place; a null replacement only counts, and then nothing is detached.
-        char16_t* text = after ? str() : nullptr;
-        for (; hit >= 0; hit = next(hit + beforeLength), ++count)
-            if (text)
-                std::char_traits<char16_t>::move(text + hit, after, static_cast<std::size_t>(afterLength));
-        return count;
+        if (after) {
+            char16_t* text = str();
+            for (int at : hits)
+                std::char_traits<char16_t>::move(text + at, after, static_cast<std::size_t>(afterLength));
+        }
+        return static_cast<int>(hits.size());
     }
-    TStringCore result;
-    result.reserve(n);
-    char16_t const* text = constData();
+    if (!after)
+        afterLength = 0; // appending a null text adds nothing
+    else if (afterLength < 0)
+        afterLength = length(after);
+
+    // The result is built in one piece, at the capacity it would reach if it were reserved at the
+    // present size (ToSize) and then appended to, text since the last match and replacement in
+    // turn: each append that reaches the capacity moves it to the quantum of the new size.
+    int reached = std::max(n + 1, static_cast<int>(InlineCapacity));
+    std::int64_t total = 0;
+    auto appended = [&](int count) {
+        if (count < 1) return;
+        total += count;
+        if (total >= MaxCapacity) throw CapacityException();
+        if (reached <= total) reached = calculateCapacity(static_cast<int>(total));
+    };
     int done = 0;
-    for (; hit >= 0; hit = next(done), ++count) {
-        result.append(text + done, hit - done);
-        result.append(after, afterLength);
-        done = hit + beforeLength;
+    for (int at : hits) {
+        appended(at - done);
+        appended(afterLength);
+        done = at + beforeLength;
     }
-    result.append(text + done, n - done);
+    appended(n - done);
+
+    TStringCore result;
+    result.reserve(reached - 1);
+    char16_t const* text = constData();
+    char16_t* out = result.resize(static_cast<int>(total));
+    done = 0;
+    auto put = [&out](char16_t const* from, int count) {
+        if (count < 1) return;
+        // Kept as the appends were: `after` may lie inside this string, which stays as it is.
+        kestal::strings::copyFewUnits(out, from, count);
+        out += count;
+    };
+    for (int at : hits) {
+        put(text + done, at - done);
+        put(after, afterLength);
+        done = at + beforeLength;
+    }
+    put(text + done, n - done);
     *this = std::move(result);
-    return count;
+    return static_cast<int>(hits.size());
 }
 
 TStringCore& TStringCore::replaceAnyOf(char16_t const* set, char16_t replacement, int start) {

@@ -3,13 +3,13 @@
 // Every overload measures its arguments and forwards.
 #include "kestal/strings/Kmp.h"
 #include "kestal/strings/UnitFold.h"
+#include "kestal/strings/UnitScan.h"
 #include "kestal/strings/UtfSteps.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
 #include <cstring>
-#include <emmintrin.h>
 #include <kestal/CodePoint.h>
 #include <kestal/TStringCore.h>
 
@@ -18,18 +18,10 @@ using Iterator = TConstCodePointIterator<TStringCore>;
 namespace {
 
 // ---- Unit scans --------------------------------------------------------------------------------
-// x86-64 always has SSE2: eight units are compared at once. Only sized text is scanned this way,
-// since a block may not read beyond its end.
 
-__m128i broadcast(char16_t unit) noexcept {
-    return _mm_set1_epi16(static_cast<short>(unit));
-}
-
-// Two bits per unit, set where the eight units at `p` equal `units`' lanes.
-unsigned equalBits(char16_t const* p, __m128i units) noexcept {
-    const __m128i text = _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
-    return static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(text, units)));
-}
+using kestal::strings::broadcast;
+using kestal::strings::countUnit;
+using kestal::strings::equalBits;
 
 // First index in [begin, end) whose unit equals `unit` (Equal) or differs from it; -1 if none.
 template <bool Equal>
@@ -58,17 +50,6 @@ int scanBackward(char16_t const* text, int start, char16_t unit) noexcept {
     return -1;
 }
 
-int countUnit(char16_t const* text, int size, char16_t unit) noexcept {
-    const __m128i wanted = broadcast(unit);
-    int found = 0;
-    int i = 0;
-    for (; size - i >= 8; i += 8)
-        found += std::popcount(equalBits(text + i, wanted)) / 2;
-    for (; i < size; ++i)
-        found += text[i] == unit;
-    return found;
-}
-
 // ---- Case-sensitive substring ------------------------------------------------------------------
 
 // How far a false candidate may move: to the previous occurrence of the last unit in the pattern,
@@ -80,17 +61,32 @@ int skipAfterFalseCandidate(char16_t const* pattern, int patternSize) noexcept {
     return patternSize;
 }
 
-// Patterns of two units or more, start + patternSize within size. A candidate is a position whose
-// last unit matches; eight are filtered at once by first and last unit, the rest one by one by the
-// last. The skip is computed at the first false candidate and reused. Allocates nothing.
-int findUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize, int start) noexcept {
+// Patterns of one unit or more, start + patternSize within size: `found(index)` is called for each
+// match at or after `start`, left to right and never overlapping, until it returns false. A
+// candidate is a position whose last unit matches; eight are filtered at once by first and last
+// unit, the rest one by one by the last. The skip is computed at the first false candidate and
+// reused. Allocates nothing.
+template <class Found>
+void findUnitsEach(char16_t const* text, int size, char16_t const* pattern, int patternSize, int start,
+                   Found found) {
     const int lastFit = size - patternSize;
     const int lastOffset = patternSize - 1;
     int skip = 0;
     int next = start; // first position not yet ruled out
-    auto matchesAt = [&](int candidate) {
-        if (std::memcmp(text + candidate, pattern, static_cast<std::size_t>(patternSize) * 2) == 0)
-            return true;
+    auto same = [&](int candidate) {
+        // A short pattern is compared here; the library call costs more than the few units.
+        if (patternSize > 8)
+            return std::memcmp(text + candidate, pattern, static_cast<std::size_t>(patternSize) * 2) == 0;
+        for (int i = 0; i < patternSize; ++i)
+            if (text[candidate + i] != pattern[i]) return false;
+        return true;
+    };
+    // True when the search is over.
+    auto stopsAt = [&](int candidate) {
+        if (same(candidate)) {
+            next = candidate + patternSize;
+            return !found(candidate);
+        }
         if (skip == 0) skip = skipAfterFalseCandidate(pattern, patternSize);
         next = candidate + skip;
         return false;
@@ -102,17 +98,25 @@ int findUnits(char16_t const* text, int size, char16_t const* pattern, int patte
         unsigned bits = equalBits(text + block, first) & equalBits(text + block + lastOffset, last) & 0x5555u;
         for (; bits; bits &= bits - 1) {
             const int candidate = block + std::countr_zero(bits) / 2;
-            if (candidate >= next && matchesAt(candidate)) return candidate;
+            if (candidate >= next && stopsAt(candidate)) return;
         }
         next = std::max(next, block + 8);
     }
     while (next <= lastFit) {
         if (text[next + lastOffset] != pattern[lastOffset])
             ++next;
-        else if (matchesAt(next))
-            return next;
+        else if (stopsAt(next))
+            return;
     }
-    return -1;
+}
+
+int findUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize, int start) noexcept {
+    int at = -1;
+    findUnitsEach(text, size, pattern, patternSize, start, [&at](int index) {
+        at = index;
+        return false;
+    });
+    return at;
 }
 
 // ---- Folding ----------------------------------------------------------------------------------
@@ -248,6 +252,15 @@ int kmpMatch(char16_t const* text, int size, char16_t const* pattern, int patter
     if (cs == TStringCore::CaseSensitive)
         return match(text, size, pattern, patternSize, prefix.data(), AsIs{});
     return match(text, size, pattern, patternSize, prefix.data(), Folded{});
+}
+
+void findAllUnits(char16_t const* text, int size, char16_t const* pattern, int patternSize,
+                  std::vector<int>& hits) {
+    if (patternSize < 1 || patternSize > size) return;
+    findUnitsEach(text, size, pattern, patternSize, 0, [&hits](int index) {
+        hits.push_back(index);
+        return true;
+    });
 }
 
 } // namespace kestal::strings

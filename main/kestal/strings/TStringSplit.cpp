@@ -2,6 +2,8 @@
 // pieces between separators; split builds every part, section records positions only and builds its
 // result alone.
 #include "kestal/strings/SetSearch.h"
+#include "kestal/strings/UnitScan.h"
+#include "kestal/strings/Units.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -49,6 +51,9 @@ Parts TStringCore::split(char16_t separator, SplitBehavior behavior) const {
 Parts TStringCore::split(char16_t const* text, int length, char16_t separator, SplitBehavior behavior) {
     const int measured = length < 0 ? TStringCore::length(text) : length;
     Parts parts;
+    // Counted first, the parts are reserved once and none is moved by the vector's growth.
+    if (text)
+        parts.reserve(static_cast<std::size_t>(kestal::strings::countUnit(text, measured, separator)) + 1);
     // Any negative length gives the last piece a negative count; -1 keeps length - pos from
     // wrapping when the caller passed one near INT_MIN.
     forEachPiece(
@@ -180,9 +185,17 @@ TStringCore TStringCore::join(Parts const& parts, TStringCore const& separator) 
     TStringCore result;
     result.reserve(static_cast<int>(total));
     char16_t* out = result.resize(static_cast<int>(total));
+    // Parts and separators are mostly short: copied inline rather than by a library call each.
+    char16_t const* const between = separator.constData();
+    const int betweenSize = separator.size();
     for (std::size_t i = 0; i < parts.size(); ++i) {
-        if (i > 0) out = std::copy_n(separator.constData(), separator.size(), out);
-        out = std::copy_n(parts[i].constData(), parts[i].size(), out);
+        if (i > 0) {
+            kestal::strings::copyFewUnits(out, between, betweenSize);
+            out += betweenSize;
+        }
+        const int size = parts[i].size();
+        kestal::strings::copyFewUnits(out, parts[i].constData(), size);
+        out += size;
     }
     return result;
 }

@@ -1,6 +1,8 @@
 // Whole-buffer UTF conversions and measures, code point counts over UTF-16, and the conversions to
 // standard strings. ICU does UTF-16 to UTF-8/32 and back; the own decoder and encoder do UTF-8 to
 // UTF-32 and UTF-32 to UTF-8, and the UTF-8 measures follow the own decoder.
+#include "kestal/strings/AsciiRuns.h"
+#include "kestal/strings/FastPaths.h"
 #include "kestal/strings/UtfSteps.h"
 
 #include <algorithm>
@@ -147,6 +149,66 @@ unsigned char const* bytes(char const* text) noexcept {
     throwMessage(message);
 }
 
+// walkUtf8 decoding into at most `room` values at `out`, counting on from `written`; returns the
+// bytes taken.
+int decodeByWalk(unsigned char const* text, int length, char32_t* out, int room, int& written) noexcept {
+    return walkUtf8(
+        text, length,
+        [&](unsigned char const* run, int count) {
+            if (count > room - written) count = room - written;
+            for (int k = 0; k < count; ++k)
+                out[written + k] = run[k];
+            written += count;
+            return count;
+        },
+        [&](Utf8Step const& step) {
+            if (written >= room) return false;
+            out[written++] = step.value;
+            return true;
+        });
+}
+
+// The decoder of Utf8ToUtf32: walkUtf8's walk written out with the common sequences first. Writes
+// at most `room` values of `length` bytes to `out`; returns the bytes taken and the values in
+// `written`. Bytes and values are only counted down in blocks that cannot overrun either end, so
+// the common steps test nothing but their own bytes.
+int decodeUtf8(unsigned char const* text, int length, char32_t* out, int room, int& written) noexcept {
+    auto continuation = [](unsigned byte) { return (byte & 0xC0) == 0x80; };
+    int i = 0, w = 0;
+    for (;;) {
+        // Each step takes at most four bytes and writes one value.
+        int steps = std::min((length - i) / 4, room - w);
+        if (steps <= 0) break;
+        for (; steps > 0; --steps) {
+            const unsigned lead = text[i];
+            if (lead < 0x80) {
+                out[w++] = lead;
+                i += 1;
+                continue;
+            }
+            const unsigned b1 = text[i + 1];
+            if (lead >= 0xC0 && lead < 0xE0 && continuation(b1)) {
+                out[w++] = (lead & 0x1F) << 6 | (b1 & 0x3F);
+                i += 2;
+                continue;
+            }
+            const unsigned b2 = text[i + 2];
+            if (lead >= 0xE0 && lead < 0xF0 && continuation(b1) && continuation(b2)) {
+                out[w++] = (lead & 0x0F) << 12 | (b1 & 0x3F) << 6 | (b2 & 0x3F);
+                i += 3;
+                continue;
+            }
+            const int expected = utf8LeadLength(static_cast<unsigned char>(lead));
+            const Utf8Step step =
+                expected < 2 ? Utf8Step{1, kReplacement, false} : decodeUtf8Sequence(text + i, expected);
+            out[w++] = step.value;
+            i += step.length;
+        }
+    }
+    written = w;
+    return i + decodeByWalk(text + i, length - i, out, room, written); // the last bytes
+}
+
 } // namespace
 
 namespace Unicode {
@@ -156,8 +218,19 @@ namespace Unicode {
 int Utf8ToUtf16(char const* source, int length, char16_t* destination, int capacity) {
     checkArguments(source, length, "Utf8ToUtf16");
     if (!destination) return MeasureUtf8ToUtf16(source, length);
-    return convertWithIcu(icuFromUtf8, source, length, destination, capacity, "Utf8ToUtf16",
-                          "u_strFromUTF8WithSub");
+    int ascii = 0;
+    if (fastPathsEnabled() && capacity > 0) {
+        // The ASCII run ahead of ICU, short of the last unit of the destination: ICU then sees
+        // what it would have seen at that point of the whole text, and fills, terminates or
+        // overflows the rest of the destination just the same.
+        ascii = widenAsciiPrefix(source, std::min(length, capacity - 1), destination);
+        if (ascii == length) {
+            destination[ascii] = 0;
+            return ascii;
+        }
+    }
+    return ascii + convertWithIcu(icuFromUtf8, source + ascii, length - ascii, destination + ascii,
+                                  capacity - ascii, "Utf8ToUtf16", "u_strFromUTF8WithSub");
 }
 
 int Utf8ToUtf32(char const* source, int length, char32_t* destination, int capacity) {
@@ -171,20 +244,8 @@ int Utf8ToUtf32(char const* source, int length, char32_t* destination, int capac
     // Complete sequences go out as decoded: no range, overlong or surrogate test here.
     int written = 0;
     const int room = capacity - 1;
-    const int taken = walkUtf8(
-        bytes(source), length,
-        [&](unsigned char const* run, int count) {
-            if (count > room - written) count = room - written;
-            for (int k = 0; k < count; ++k)
-                destination[written + k] = run[k];
-            written += count;
-            return count;
-        },
-        [&](Utf8Step const& step) {
-            if (written >= room) return false;
-            destination[written++] = step.value;
-            return true;
-        });
+    const int taken = fastPathsEnabled() ? decodeUtf8(bytes(source), length, destination, room, written)
+                                         : decodeByWalk(bytes(source), length, destination, room, written);
     if (taken < length) raiseUnprocessed("Utf8ToUtf32");
     destination[written] = 0;
     return written;

@@ -1,16 +1,17 @@
-// Not part of the API: a seam for tests and benchmarks that compare the processor's SHA instructions
-// with the portable transforms. Not synchronised with digests running on other threads.
+// Not part of the API: a seam for tests and benchmarks that compare the transforms on the
+// processor's own instructions (the SHA extensions for SHA-1 and SHA-256, AVX2 and BMI2 for SHA-384
+// and SHA-512) with the portable ones. Not synchronised with digests running on other threads.
 #pragma once
 
 #include <kestal/KestalExport.h>
 
 namespace kestal::detail {
 
-/// True when this processor has the SHA extensions that the SHA-1 and SHA-256 transforms can use.
+/// True when this processor has either set of instructions.
 KESTAL_API bool Sha2HardwareAvailable() noexcept;
 
-/// Uses the SHA extensions when `enabled` and available, the portable transforms otherwise.
-/// Returns whether they were in use before the call.
+/// Uses the instructions that are available when `enabled`, the portable transforms otherwise.
+/// Returns whether any were in use before the call.
 KESTAL_API bool SetSha2HardwareEnabledForTesting(bool enabled) noexcept;
 
 } // namespace kestal::detail
