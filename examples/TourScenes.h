@@ -28,5 +28,7 @@ void systemScene();
 void pathScene(char const* argument);
 // Stops three worker threads at once through one cancel root and waits until all have stopped.
 void cancelScene(std::string const& utf8);
+// Counts the words by chunks on the process-wide pool, once more on a dedicated thread, then ends both.
+void poolScene(std::string const& utf8);
 
 } // namespace tour

@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
     tour::scannerScene();
     tour::pathScene(argc > 1 ? argv[1] : nullptr);
     tour::cancelScene(utf8);
+    tour::poolScene(utf8);
     tour::systemScene();
     return 0;
 }

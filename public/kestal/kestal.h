@@ -33,6 +33,10 @@
 #include <kestal/TLocks.h>
 #include <kestal/TSemaphore.h>
 
+// Threads
+#include <kestal/NonThreadPoolWorkerManager.h>
+#include <kestal/TThreadPool.h>
+
 // Paths
 #include <kestal/TPathCore.h>
 

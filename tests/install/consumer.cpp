@@ -26,13 +26,22 @@ bool catchesLibraryThrows() {
     return formatCaught && rethrownCaught;
 }
 
+// The pool's queue comes from a private dependency: the consumer links without naming it.
+bool poolRuns() {
+    TCountdownEvent done(2);
+    TThreadPool pool(2);
+    for (int i = 0; i < 2; ++i)
+        pool.AddWork([&] { done.Signal(); }, TThreadPoolWork::AlwaysQueue);
+    return done.Wait(std::chrono::seconds(10)) && pool.JoinAll(std::chrono::seconds(10));
+}
+
 } // namespace
 
 int main() {
     TStringCore a(u"installed package");
     TStringCore b = a + u" works";
-    const bool ok =
-        b.size() == 23 && b.left(9) == u"installed" && JemallocEnable() == 0 && catchesLibraryThrows();
+    const bool ok = b.size() == 23 && b.left(9) == u"installed" && JemallocEnable() == 0 &&
+                    catchesLibraryThrows() && poolRuns();
     std::puts(ok ? "consumer: ok" : "consumer: FAILED");
     return ok ? 0 : 1;
 }

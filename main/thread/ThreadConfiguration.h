@@ -1,0 +1,20 @@
+// What TThreadPool::Configure stored, shared with the worker manager, whose threads run the same
+// start and stop functions. Function-local statics: a Configure from another library's static
+// initialiser is kept whatever the order of initialisation.
+#pragma once
+
+#include <functional>
+#include <kestal/TStringCore.h>
+
+namespace kestal::detail {
+
+struct ThreadConfiguration {
+    std::function<void()> start;
+    std::function<void()> stop;
+    std::function<void(TStringCore)> log;
+};
+
+/// Plain fields without a lock, like Configure itself.
+ThreadConfiguration& ConfiguredThreadFunctions();
+
+} // namespace kestal::detail
