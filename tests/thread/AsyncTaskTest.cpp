@@ -122,13 +122,14 @@ TEST(AsyncTask, RoadOfOneTask) {
     SetExecutionHook([&](std::function<void()> work, bool) { return ++hooks, work; });
     SetExceptionHook([&](std::exception_ptr e) { return ++hooks, e; });
 
+    TAutoResetEvent started, readyCallback; // outlive the roads: a worker may still be inside Signal
     enum Road { Failing, Cancelled, Dedicated };
     for (Road road : {Failing, Cancelled, Dedicated}) {
+        started.Reset();
         auto state = std::make_shared<FunctionState>();
         state->SetCancelEvent(new TCancelEvent);
         _ApplyOnSharedStateCreatedHook(state);
         EXPECT_EQ(created.lock(), state);
-        TEvent started, readyCallback;
         std::atomic<bool> readyOnPool{false};
         state->AddOnReadyCallback(&readyOnPool, [&] {
             readyOnPool = TThreadPool::Get().IsThreadPoolThread(), readyCallback.Signal();

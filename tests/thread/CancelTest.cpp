@@ -127,10 +127,10 @@ TEST(Cancel, SuppressParentCancelHidesThenDelivers) {
 
 TEST(Cancel, PoolItemUnderChildEventSeesRootSignal) {
     TThreadPool pool(1);
+    TAutoResetEvent polling, done; // outlive the rounds: the item may still be inside Signal
     for (int round = 0; round < 1000; ++round) {
         EventPtr root(new TCancelEvent), child(new TCancelEvent);
         root->Add(child);
-        TEvent polling, done;
         std::atomic<bool> cancelled{false};
         pool.AddWork(
             [&] {
