@@ -1,31 +1,20 @@
-// The per-thread task context: one zeroed record per thread, trivially destructible so that no
-// thread-exit destructor is registered. An event left installed when a thread ends is leaked.
+// The per-thread task context: a handle to the calling thread's record, and the wait-handler guards.
+#include "TaskRecord.h"
 #include "kestal/errors/LogicAssertSites.h"
 
 #include <kestal/AsyncTaskTls.h>
 #include <type_traits>
 
+constinit thread_local AsyncTask::TLS::Record kestal::detail::t_taskRecord{};
+
 namespace AsyncTask {
 
-struct TLS::Record {
-    std::uint64_t depth;
-    ThreadCleanupFunc cleanup;
-    TCancelEvent const* cancelEvent;
-    IWaitHandler const* waitHandler;
-};
-
-namespace {
-
 static_assert(std::is_trivially_destructible_v<TLS::Record>);
-// Initial-exec: Cancel::ThrowIfCancelled reads it on every poll.
-[[gnu::tls_model("initial-exec")]] thread_local TLS::Record t_record{};
-
-} // namespace
 
 IWaitHandler::~IWaitHandler() = default;
 
 TLS::TLS() noexcept
-    : m_record(&t_record) {}
+    : m_record(&kestal::detail::t_taskRecord) {}
 
 std::uint64_t TLS::GetDepth() const noexcept {
     return m_record->depth;

@@ -1,5 +1,6 @@
 // Cancellation on the calling thread. Through Cancel::Set the thread's record holds one reference
 // to its event; everything else here goes through Set, so that count stays right.
+#include "TaskRecord.h"
 #include "kestal/errors/LogicAssertSites.h"
 #include "kestal/errors/Raise.h"
 
@@ -71,7 +72,7 @@ TCancelEvent const& Cancel::GetNonNull() {
 
 void Cancel::ThrowIfCancelled() {
     // No reference taken: the thread's own reference keeps the event alive for this call.
-    TCancelEvent const* event = TLS().GetCancelEvent();
+    TCancelEvent const* event = kestal::detail::t_taskRecord.cancelEvent;
     if (!event) kestal::detail::ReportNullRefCntPtr();
     if (!event->IsSet()) return;
     throw CancelException(
