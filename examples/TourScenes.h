@@ -30,5 +30,7 @@ void pathScene(char const* argument);
 void cancelScene(std::string const& utf8);
 // Counts the words by chunks on the process-wide pool, once more on a dedicated thread, then ends both.
 void poolScene(std::string const& utf8);
+// Counts words per line with ParallelForThread, then cancels a polling task and reports its end.
+void taskScene(std::string const& utf8);
 
 } // namespace tour

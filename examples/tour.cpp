@@ -30,6 +30,7 @@ int main(int argc, char** argv) {
     tour::pathScene(argc > 1 ? argv[1] : nullptr);
     tour::cancelScene(utf8);
     tour::poolScene(utf8);
+    tour::taskScene(utf8);
     tour::systemScene();
     return 0;
 }

@@ -35,8 +35,12 @@
 #include <kestal/TLocks.h>
 #include <kestal/TSemaphore.h>
 
-// Threads
+// Threads and tasks
+#include <kestal/AsyncTask.h>
+#include <kestal/AsyncTaskTls.h>
+#include <kestal/Cancel.h>
 #include <kestal/NonThreadPoolWorkerManager.h>
+#include <kestal/SharedState.h>
 #include <kestal/TThreadPool.h>
 
 // Paths
