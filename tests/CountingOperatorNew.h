@@ -11,14 +11,15 @@ namespace kestal::testing {
 inline thread_local int t_newCalls = 0;
 } // namespace kestal::testing
 
-void* operator new(std::size_t size) {
+// Kept out of line: inlined, the compiler would pair a visible new with the free below and warn.
+__attribute__((noinline)) void* operator new(std::size_t size) {
     ++kestal::testing::t_newCalls;
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept {
+__attribute__((noinline)) void operator delete(void* p) noexcept {
     std::free(p);
 }
-void operator delete(void* p, std::size_t) noexcept {
+__attribute__((noinline)) void operator delete(void* p, std::size_t) noexcept {
     std::free(p);
 }
