@@ -92,7 +92,6 @@ TEST(TStringCore, CaseInsensitiveComparisonFoldsUnitByUnit) {
     EXPECT_EQ(TStringCore(u"\u00C4pfel").compare(u"\u00E4PFEL", kFold), 0);
     EXPECT_NE(TStringCore(u"\u00DF").compare(u"SS", kFold), 0);             // folding never expands
     EXPECT_NE(TStringCore(u"\U00010400").compare(u"\U00010428", kFold), 0); // surrogates fold to themselves
-    EXPECT_EQ(TStringCore(u"a").compare(u"B", kFold), -1);                  // ordered by the folded units
     EXPECT_EQ(TStringCore(u"A").compare(u"b", static_cast<TStringCore::CaseSensitivity>(7)), -1);
     EXPECT_EQ(TStringCore(u"A").compare(u"b"), -1);
 
@@ -121,12 +120,9 @@ TEST(TStringCore, CompareNLooksAtMostNUnits) {
     EXPECT_EQ(TStringCore::compareN(u"a", nullptr, 1), 1);
 }
 
-// Appending from the string itself; the pointer forms are also in the random comparison below.
+// Appending from the string itself; the pointer form is in the random comparison below.
 TEST(TStringCore, AppendingFromItselfSurvivesReallocation) {
-    TStringCore s = sample(u"0123456789abcd"); // 14 units: the append moves it to a block
-    s.append(s.constData() + 2, -1);
-    EXPECT_EQ(text(s), u"0123456789abcd23456789abcd");
-    s = sample(u"abcdef");
+    TStringCore s = sample(u"abcdef");
     s.appendFromSelf(1, 2);
     s.appendFromSelf(6, -1);
     s.appendFromSelf(-1, 2);
@@ -145,22 +141,13 @@ TEST(TStringCore, AppendingFromItselfSurvivesReallocation) {
     EXPECT_FALSE(copy.isShared());
 }
 
+// Pieces of its own text, shared or not, are in the random comparison; here the end of int.
 TEST(TStringCore, AssignFromItsOwnTextKeepsTheRightUnits) {
-    TStringCore s = letters(20);
-    s.assign(s.constData(), 25); // the whole text or more: no change
-    EXPECT_EQ(text(s), text(letters(20)));
-    s.assign(s.constData() + 1, 2);
-    EXPECT_EQ(text(s), u"bc");
-    s = TStringCore(u"abcdefgh");
+    TStringCore s(u"abcdefgh");
     s.assign(s.constData() + 1, INT_MAX);
     EXPECT_EQ(text(s), u"bcdefgh");
-
-    TStringCore original = letters(20), copy = original;
-    copy.assign(copy.constData() + 16, -1); // from a shared block: detaches first
-    EXPECT_EQ(text(copy), u"qrst");
-    EXPECT_EQ(text(original), text(letters(20)));
-    copy.set(copy.constData() + 2, 9).assign(nullptr);
-    EXPECT_TRUE(copy.isEmpty());
+    s.set(s.constData() + 2, 9).assign(nullptr);
+    EXPECT_TRUE(s.isEmpty());
 
     s.assign('\xE9', 2); // widened without sign
     EXPECT_EQ(text(s), u"\u00E9\u00E9");
@@ -170,18 +157,11 @@ TEST(TStringCore, AssignFromItsOwnTextKeepsTheRightUnits) {
 
 TEST(TStringCore, InsertingTextRefusesToSplitAPairButASingleUnitDoes) {
     TStringCore s(u"a\U0001F600b");
-    s.insert(2, u"X");
+    s.insert(2, u"X").insert(1, nullptr).insert(1, u"XY", 0); // inside the pair, or nothing
     EXPECT_EQ(text(s), u"a\U0001F600b");
-    for (int pos : {-1, 5})
-        s.insert(pos, u"X");
-    s.insert(1, nullptr).insert(1, u"XY", 0);
-    EXPECT_EQ(text(s), u"a\U0001F600b");
-    s.insert(4, u"Z"); // at the end the test reads the terminator
-    s.insert(1, u"[", -1);
-    EXPECT_EQ(text(s), u"a[\U0001F600bZ");
-    s.insert(3, u'|');
-    EXPECT_EQ(text(s), u"a[\xD83D|\xDE00"
-                       u"bZ");
+    s.insert(2, u'|');
+    EXPECT_EQ(text(s), u"a\xD83D|\xDE00"
+                       u"b");
 
     // Text from the string itself: at or behind pos the units read are the shifted ones,
     // whether or not the growth reallocates.
@@ -207,12 +187,6 @@ TEST(TStringCore, RemovingByPositionTakesNegativePositionsFromTheCount) {
                                     {INT_MAX, 1, u"abcdefg"},
                                     {2, INT_MAX, u"ab"}})
         EXPECT_EQ(text(TStringCore(u"abcdefg").removeAt(pos, count)), left) << pos << " " << count;
-    TStringCore s = letters(20), copy = s;
-    s.removeAt(0, 1).truncate(3);
-    s.chop(1);
-    EXPECT_EQ(text(s), u"bc");
-    EXPECT_EQ(text(copy), text(letters(20)));
-    EXPECT_EQ(text(TStringCore(u"ab\0c", 4).truncateAtFirstNull()), u"ab");
 }
 
 TEST(TStringCore, ReplaceCoversWholeTailInsertRemoveAndMiddle) {
@@ -269,16 +243,12 @@ TEST(TStringCore, SwapExchangesShortAndLongTexts) {
         TStringCore a(first.c_str()), b(second.c_str());
         char16_t const* blockOfB = b.constData();
         a.swap(b);
-        EXPECT_EQ(text(a), second);
-        EXPECT_EQ(text(b), first);
-        if (second.size() > 14) {
-            EXPECT_EQ(a.constData(), blockOfB); // a block moves, its text is not copied
-        }
+        EXPECT_EQ(text(a) + u"|" + text(b), second + u"|" + first);
+        EXPECT_TRUE(second.size() <= 14 || a.constData() == blockOfB); // a block moves, not its text
         EXPECT_FALSE(a.isShared() || b.isShared());
         b.swap(a);
-        EXPECT_EQ(text(a), first);
         a.swap(a);
-        EXPECT_EQ(text(a), first);
+        EXPECT_EQ(text(a) + u"|" + text(b), first + u"|" + second);
     }
 }
 
