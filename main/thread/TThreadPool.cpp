@@ -49,6 +49,11 @@ void TThreadPool::Configure(unsigned int threads, std::function<void()> start, s
     configured.log = std::move(log);
 }
 
+void kestal::detail::EnsureThreadCount(unsigned int threads) {
+    ScopedLock<TRecursiveMutex> lock(PoolMutex());
+    if (g_numThreads == 0) g_numThreads = threads;
+}
+
 TThreadPool& TThreadPool::Get() {
     ScopedLock<TRecursiveMutex> lock(PoolMutex());
     if (!g_threadPool) {

@@ -17,4 +17,8 @@ struct ThreadConfiguration {
 /// Plain fields without a lock, like Configure itself.
 ThreadConfiguration& ConfiguredThreadFunctions();
 
+/// Gives the process-wide pool `threads` threads unless Configure gave it a count; under the pool
+/// mutex, so concurrent first users agree.
+void EnsureThreadCount(unsigned int threads);
+
 } // namespace kestal::detail

@@ -1,9 +1,8 @@
 // The shared half of a task: the record that a running task and the code waiting for it both hold
 // (through std::shared_ptr). It knows whether the task is ready, keeps the first exception the task
 // raised, holds the task's cancel event and on-cancel function, and decides who runs a deferred
-// task. The typed future layer, compiled by callers, derives from SharedStateBase and adds the
-// value; IWrappedFuture and InvalidFutureException belong to that layer and only their fixed parts
-// live here.
+// task. The typed futures of kestal/Future.h derive their states from SharedStateBase and add the
+// value; IWrappedFuture is how untyped code sees any of those futures.
 #pragma once
 
 #include <atomic>
@@ -115,19 +114,37 @@ protected:
     std::unique_ptr<IEvent> m_ready;
 };
 
-/// The typed layer's wrapped future. Only the fixed parts live here; its operations come with that
-/// layer.
+/// Any typed future seen without its type (kestal/Future.h implements it): untyped code can
+/// wait on, cancel and test it.
 class KESTAL_API IWrappedFuture {
 public:
     IWrappedFuture();
     IWrappedFuture(IWrappedFuture const& other);
     IWrappedFuture& operator=(IWrappedFuture const&) = default;
-    /// Pure, with a body: the class is abstract until the typed layer derives from it.
+
+    /// Whether the future has a state.
+    virtual bool Valid() const noexcept = 0;
+    /// Whether the result (value or exception) is there; false without a state.
+    virtual bool IsReady() const = 0;
+    /// Blocks until ready. Without a state raises InvalidFutureException.
+    virtual void Wait() const = 0;
+    /// Blocks up to `timeout`; true if ready. Without a state raises InvalidFutureException.
+    virtual bool WaitFor(std::chrono::milliseconds const& timeout) const = 0;
+    /// Asks the task to stop with the library's own cancel record.
+    virtual void Cancel() = 0;
+    /// Asks the task to stop with `reason`, which its CancelException then carries.
+    virtual void Cancel(TError::ErrorInfo const& reason) = 0;
+    /// Whether the ready result is an exception; false while not ready.
+    virtual bool HasException() const = 0;
+    /// The shared state; null without one.
+    virtual std::shared_ptr<SharedStateBase> GetSharedState() const = 0;
+    /// Pure, with a body.
     virtual ~IWrappedFuture() = 0;
 };
 
-/// A future used without a state. Message "InvalidFuture"; keeps the root's Clone and Throw, so a
-/// clone is a plain VelmoraException. Nothing in this library raises it.
+/// A future or promise used wrongly (see AsyncTask::FutureError in kestal/Future.h). Message
+/// "InvalidFuture"; keeps the root's Clone and Throw, so a clone is a plain VelmoraException.
+/// Raised only by the typed futures, never by the compiled library.
 class KESTAL_API InvalidFutureException : public VelmoraException {
 public:
     explicit InvalidFutureException(TError::ErrorInfo const& info);

@@ -39,6 +39,7 @@
 #include <kestal/AsyncTask.h>
 #include <kestal/AsyncTaskTls.h>
 #include <kestal/Cancel.h>
+#include <kestal/Future.h>
 #include <kestal/NonThreadPoolWorkerManager.h>
 #include <kestal/SharedState.h>
 #include <kestal/TThreadPool.h>
