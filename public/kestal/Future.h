@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstdint>
 #include <kestal/AsyncTask.h>
+#include <kestal/NonThreadPoolWorkerManager.h>
 #include <kestal/detail/FutureState.h>
 #include <memory>
 #include <type_traits>

@@ -152,9 +152,9 @@ public:
         RunOwned(*this);
         return true;
     }
-    /// Called by the pool item or dedicated thread that was handed this state.
+    /// Called by the pool item that was handed this deferred state.
     void RunIfUnclaimed() {
-        if (!IsDeferred() || TryTakingDeferredOwnership()) RunOwned(*this);
+        if (TryTakingDeferredOwnership()) RunOwned(*this);
     }
     /// Lets waiters take the work (it is queued or its input is ready).
     void MarkStartable() noexcept { m_startable.store(true, std::memory_order_release); }
@@ -394,7 +394,7 @@ void Schedule(std::shared_ptr<S> const& state, TThreadPool* pool, Launch policy)
     try {
         core->SetRunner(_ApplyExecutionHook([core] { core->Execute(); }, pool == nullptr));
         if (pool == nullptr) {
-            RunOnDedicatedThread([state] { state->RunIfUnclaimed(); });
+            RunOnDedicatedThread([state] { RunOwned(*state); });
             return;
         }
         core->MarkStartable();
