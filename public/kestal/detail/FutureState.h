@@ -25,7 +25,7 @@ enum class FutureError : std::uint32_t {
     BrokenPromise = 2,    ///< the promise was destroyed before it was set
     AlreadyRetrieved = 3, ///< GetFuture called twice
     AlreadySatisfied = 4, ///< SetValue or SetException on a promise already set
-    HookDroppedTask = 5,  ///< the execution hook returned without running the task
+    TaskDropped = 5,      ///< the execution hook or a closed worker manager let the task go unrun
 };
 
 /// The InvalidFutureException for `error`: code 0x1F7E0000 plus the error's value, name
@@ -38,7 +38,7 @@ inline InvalidFutureException FutureErrorException(FutureError error) {
         u"broken promise: the promise was destroyed before it was set",
         u"future already retrieved: GetFuture was called before",
         u"promise already satisfied: a value or an exception was set before",
-        u"task dropped: the execution hook returned without running the task",
+        u"task dropped: it was let go without running",
     };
     auto const value = static_cast<std::uint32_t>(error);
     unsigned int const code = 0x1F7E0000u + value;
@@ -245,7 +245,7 @@ inline void RunOwned(StateCore& state) {
         if (!state.IsReady()) state.CompleteWith(std::current_exception());
         return;
     }
-    if (!state.IsReady()) state.CompleteWith(MakeFutureError(FutureError::HookDroppedTask));
+    if (!state.IsReady()) state.CompleteWith(MakeFutureError(FutureError::TaskDropped));
 }
 
 /// A state with a value of type T. Completed by exactly one party: its task body, its promise,
@@ -394,7 +394,16 @@ void Schedule(std::shared_ptr<S> const& state, TThreadPool* pool, Launch policy)
     try {
         core->SetRunner(_ApplyExecutionHook([core] { core->Execute(); }, pool == nullptr));
         if (pool == nullptr) {
-            RunOnDedicatedThread([state] { RunOwned(*state); });
+            // A closed worker manager drops the task unrun: the guard, dying with the last copy
+            // of the item, then completes the state so that no waiter hangs.
+            struct DropGuard {
+                std::shared_ptr<S> state;
+                ~DropGuard() {
+                    if (!state->IsReady()) state->CompleteWith(MakeFutureError(FutureError::TaskDropped));
+                }
+            };
+            auto guard = std::make_shared<DropGuard>(DropGuard{state});
+            RunOnDedicatedThread([guard] { RunOwned(*guard->state); });
             return;
         }
         core->MarkStartable();
