@@ -9,9 +9,9 @@
 // A task runs under a cancel event of its own, a child of the event current where it was made, so
 // Cancel::ThrowIfCancelled inside it sees Cancel() on its future and a cancel of the work that made
 // it. A waiter never deadlocks on work queued behind it: Get and Wait run a task that no thread has
-// started yet on the calling thread. Dropping a future neither waits nor cancels: the task runs on.
-// Misuse (Get on an empty future, a second GetFuture or SetValue) raises InvalidFutureException
-// and changes nothing.
+// started yet on the calling thread, and the tasks a continuation or a join waits for. Dropping a future
+// neither waits nor cancels: the task runs on. Misuse (Get on an empty future, a second GetFuture or
+// SetValue) raises InvalidFutureException and changes nothing.
 #pragma once
 
 #include <chrono>
@@ -38,9 +38,11 @@ public:
 
 inline constexpr std::chrono::milliseconds kNoLimit{0xFFFFFFFF};
 
-/// Waits for `state`: runs it here if no thread has taken it, else through the thread's wait
-/// handler when it has one, else on the ready event.
+/// Waits for `state`: runs it, or the work it waits for, here if no thread has taken it, then
+/// waits through the thread's wait handler when it has one, else on the ready event.
 inline void WaitOn(StateCore& state) {
+    if (state.IsReady() || state.TryRunInline()) return;
+    HelpInputs(state);
     if (state.IsReady() || state.TryRunInline()) return;
     WaitDepth depth;
     if (IWaitHandler const* handler = TLS::Get().GetWaitHandler()) {
@@ -98,7 +100,9 @@ public:
     /// cancel event. Work not yet started never starts and the future is ready at once with
     /// CancelException carrying `reason`; running work sees it at its next ThrowIfCancelled, and
     /// a CancelException leaving it is replaced by one with `reason`. Work that ends normally
-    /// keeps its value. A promise's future is ready at once with the CancelException.
+    /// keeps its value. A promise's future is ready at once with the CancelException. A
+    /// continuation's cancel stops the continuation only, never the work it waits for; a join
+    /// passes it on to each of its inputs.
     void Cancel(TError::ErrorInfo const& reason) override { Checked()->RequestCancel(reason); }
     /// Whether the result is an exception; false while not ready or without a state.
     bool HasException() const override { return IsReady() && m_state->HasException(); }

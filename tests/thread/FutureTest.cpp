@@ -118,6 +118,20 @@ TEST(Future, WaitersRunWorkQueuedBehindThem) {
     ASSERT_TRUE(outer.WaitFor(kBound));
     EXPECT_EQ(outer.Get(), 45);
 
+    // The same through a continuation chain and a join: the waiter runs what they wait for.
+    Future<int> joined = Async(one, [&one] {
+        Future<int> chain = Async(one, [] { return 1; });
+        for (int i = 0; i < 100; ++i)
+            chain = chain.Then(one, [](int n) { return n + 1; });
+        std::vector<Future<int>> parts;
+        for (int i = 0; i < 10; ++i)
+            parts.push_back(Async(one, [i] { return i; }).Then(one, [](int n) { return n; }));
+        std::vector<int> values = WhenAll(std::move(parts)).Get();
+        return chain.Get() + std::accumulate(values.begin(), values.end(), 0);
+    });
+    ASSERT_TRUE(joined.WaitFor(kBound));
+    EXPECT_EQ(joined.Get(), 101 + 45);
+
     // Loop bodies wait on futures of a one-thread pool whose thread is the loop's caller.
     Future<long long> loop = Async(one, [&one] {
         std::atomic<long long> total{0};

@@ -32,27 +32,32 @@ class JoinState : public State<R> {
 public:
     /// Registers one callback per input; the last one to run settles the state.
     static void Watch(std::shared_ptr<JoinState> const& self) {
-        std::vector<StateCore*> inputs;
-        self->ForEachInput([&inputs](StateCore& input) { inputs.push_back(&input); });
+        std::vector<std::shared_ptr<StateCore>> inputs;
+        self->AppendInputs(inputs);
         self->m_remaining.store(inputs.size(), std::memory_order_relaxed);
         if (inputs.empty()) return self->Settle();
         std::weak_ptr<JoinState> weak = self;
         // The inputs live as long as the join: a callback that finds it alive may use its input.
-        for (StateCore* input : inputs) {
-            input->RunWhenReady([weak, input] {
-                if (auto join = weak.lock()) join->InputDone(*input);
+        for (auto const& input : inputs) {
+            input->RunWhenReady([weak, in = input.get()] {
+                if (auto join = weak.lock()) join->InputDone(*in);
             });
         }
     }
 
+    void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
+        ForEachInput([&inputs](std::shared_ptr<StateCore> input) { inputs.push_back(std::move(input)); });
+    }
+
 protected:
-    virtual void ForEachInput(std::function<void(StateCore&)> const& visit) = 0;
+    /// Safe beside every other operation: the inputs are fixed at construction.
+    virtual void ForEachInput(std::function<void(std::shared_ptr<StateCore>)> const& visit) = 0;
     /// Emplaces the result from the inputs, all ready and without exception.
     virtual void Collect() = 0;
 
     void AfterCancel() override {
         TError::ErrorInfo const& reason = this->Reason();
-        ForEachInput([&reason](StateCore& input) { input.RequestCancel(reason); });
+        ForEachInput([&reason](std::shared_ptr<StateCore> input) { input->RequestCancel(reason); });
     }
 
 private:
@@ -87,9 +92,9 @@ public:
         : m_inputs(std::move(inputs)) {}
 
 protected:
-    void ForEachInput(std::function<void(StateCore&)> const& visit) override {
+    void ForEachInput(std::function<void(std::shared_ptr<StateCore>)> const& visit) override {
         for (Input& input : m_inputs)
-            visit(*Access::StateOf(input));
+            visit(Access::StateOf(input));
     }
     void Collect() override {
         if constexpr (std::is_void_v<T>) {
@@ -119,8 +124,8 @@ public:
         : m_inputs(std::move(inputs)...) {}
 
 protected:
-    void ForEachInput(std::function<void(StateCore&)> const& visit) override {
-        std::apply([&visit](auto&... input) { (visit(*Access::StateOf(input)), ...); }, m_inputs);
+    void ForEachInput(std::function<void(std::shared_ptr<StateCore>)> const& visit) override {
+        std::apply([&visit](auto&... input) { (visit(Access::StateOf(input)), ...); }, m_inputs);
     }
     void Collect() override {
         std::apply([this](auto&... input) { this->Emplace(ValueOf(input)...); }, m_inputs);
@@ -156,6 +161,11 @@ public:
                 if (auto any = weak.lock()) any->InputDone(i);
             });
         }
+    }
+
+    void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
+        for (auto& input : InputStates())
+            inputs.push_back(std::move(input));
     }
 
 protected:

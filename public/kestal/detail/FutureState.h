@@ -15,6 +15,7 @@
 #include <type_traits>
 #include <utility>
 #include <variant>
+#include <vector>
 
 namespace AsyncTask {
 
@@ -152,6 +153,9 @@ public:
         RunOwned(*this);
         return true;
     }
+    /// Appends the states this one waits for (a continuation's input, a join's inputs).
+    virtual void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) { (void)inputs; }
+
     /// Called by the pool item that was handed this deferred state.
     void RunIfUnclaimed() {
         if (TryTakingDeferredOwnership()) RunOwned(*this);
@@ -246,6 +250,29 @@ inline void RunOwned(StateCore& state) {
         return;
     }
     if (!state.IsReady()) state.CompleteWith(MakeFutureError(FutureError::TaskDropped));
+}
+
+/// Runs, on this thread, work that `target` waits for and that no thread has taken: walks its
+/// inputs depth first, and after running one comes back to the state that waited on it, which
+/// may run now. A chain of n links costs O(n) steps, without recursion.
+inline void HelpInputs(StateCore& target) {
+    std::vector<std::pair<std::shared_ptr<StateCore>, bool>> pending; // state, inputs pushed
+    std::vector<std::shared_ptr<StateCore>> inputs;
+    target.AppendInputs(inputs);
+    for (auto& input : inputs)
+        pending.emplace_back(std::move(input), false);
+    while (!pending.empty() && !target.IsReady()) {
+        StateCore& state = *pending.back().first;
+        if (state.IsReady() || state.TryRunInline() || pending.back().second) {
+            pending.pop_back();
+            continue;
+        }
+        pending.back().second = true;
+        inputs.clear();
+        state.AppendInputs(inputs);
+        for (auto& input : inputs)
+            pending.emplace_back(std::move(input), false);
+    }
 }
 
 /// A state with a value of type T. Completed by exactly one party: its task body, its promise,
@@ -346,8 +373,12 @@ class ThenState final : public State<T> {
 
 public:
     ThenState(Input&& input, F&& fn)
-        : m_input(std::move(input))
+        : m_upstream(Access::StateOf(input))
+        , m_input(std::move(input))
         , m_fn(std::move(fn)) {}
+    void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
+        if (auto upstream = m_upstream.lock()) inputs.push_back(std::move(upstream));
+    }
     void Execute() override {
         this->RunBody([this] {
             if constexpr (std::is_invocable_v<F&, Input>) {
@@ -372,6 +403,8 @@ protected:
     }
 
 private:
+    // Read by helping waiters while the owner may be releasing m_input: set once, held weakly.
+    std::weak_ptr<StateCore> const m_upstream;
     std::optional<Input> m_input;
     std::optional<F> m_fn;
 };
@@ -402,7 +435,7 @@ void Schedule(std::shared_ptr<S> const& state, TThreadPool* pool, Launch policy)
                     if (!state->IsReady()) state->CompleteWith(MakeFutureError(FutureError::TaskDropped));
                 }
             };
-            auto guard = std::make_shared<DropGuard>(DropGuard{state});
+            auto guard = std::shared_ptr<DropGuard>(new DropGuard{state});
             RunOnDedicatedThread([guard] { RunOwned(*guard->state); });
             return;
         }
