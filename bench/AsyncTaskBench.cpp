@@ -4,14 +4,14 @@
 // (a derived state scheduled on a 2-thread pool, Wait, CheckForException) beside a plain std::thread
 // pool answering a std::promise<void>, counting rounds over 16 ms. ThrowIfCancelled on an unset
 // event beside std::stop_token::stop_requested, on 1 and 2 threads.
+#include "PlainPool.h"
+
 #include <atomic>
 #include <benchmark/benchmark.h>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <future>
 #include <kestal/AsyncTask.h>
-#include <mutex>
 #include <oneapi/tbb/blocked_range.h>
 #include <oneapi/tbb/parallel_for.h>
 #include <oneapi/tbb/task_arena.h>
@@ -107,39 +107,8 @@ void RoundTripKestal(benchmark::State& state) {
     }
 }
 
-// Two threads on one mutex-guarded queue, sleeping on a condition variable.
-class PromisePool {
-public:
-    PromisePool() {
-        for (int i = 0; i < 2; ++i)
-            m_workers.emplace_back([this](std::stop_token stop) {
-                std::unique_lock<std::mutex> lock(m_mutex);
-                while (m_wake.wait(lock, stop, [this] { return !m_items.empty(); })) {
-                    std::function<void()> item = std::move(m_items.back());
-                    m_items.pop_back();
-                    lock.unlock();
-                    item();
-                    lock.lock();
-                }
-            });
-    }
-    void Post(std::function<void()> item) {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_items.push_back(std::move(item));
-        }
-        m_wake.notify_one();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable_any m_wake;
-    std::vector<std::function<void()>> m_items;
-    std::vector<std::jthread> m_workers; // last: stopped and joined first
-};
-
 void RoundTripPromise(benchmark::State& state) {
-    PromisePool pool;
+    PlainPool pool(2);
     std::uint64_t slow = 0;
     for (auto _ : state) {
         const Clock::time_point start = Clock::now();

@@ -5,17 +5,16 @@
 // for a flag the task sets) and shows the round trip no waiter can help. 10,000 tiny tasks joined
 // by WhenAll beside a oneTBB task_group in an arena of kThreads. A 1,000-link Then chain beside the
 // same chain of std::promise hand-offs on the plain pool, each link waiting for the one before.
+#include "PlainPool.h"
+
 #include <algorithm>
 #include <atomic>
 #include <benchmark/benchmark.h>
-#include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <future>
 #include <kestal/Future.h>
 #include <memory>
-#include <mutex>
 #include <oneapi/tbb/task_arena.h>
 #include <oneapi/tbb/task_group.h>
 #include <thread>
@@ -35,57 +34,15 @@ TThreadPool& KestalPool() {
     return s_pool;
 }
 
-// kThreads threads on one mutex-guarded queue, first in first out, sleeping on a condition variable.
-class PlainPool {
-public:
-    PlainPool() {
-        for (unsigned int i = 0; i < kThreads; ++i)
-            m_workers.emplace_back([this](std::stop_token stop) {
-                std::unique_lock<std::mutex> lock(m_mutex);
-                while (m_wake.wait(lock, stop, [this] { return !m_items.empty(); })) {
-                    std::function<void()> item = std::move(m_items.front());
-                    m_items.pop_front();
-                    lock.unlock();
-                    item();
-                    lock.lock();
-                }
-            });
-    }
-    void Post(std::function<void()> item) {
-        {
-            std::lock_guard<std::mutex> lock(m_mutex);
-            m_items.push_back(std::move(item));
-        }
-        m_wake.notify_one();
-    }
-
-private:
-    std::mutex m_mutex;
-    std::condition_variable_any m_wake;
-    std::deque<std::function<void()>> m_items;
-    std::vector<std::jthread> m_workers; // last: stopped and joined first
-};
-
 PlainPool& Plain() {
-    static PlainPool s_pool;
+    static PlainPool s_pool(kThreads);
     return s_pool;
-}
-
-// Get, counting the rounds that raised InvalidFutureException instead of giving the value: a
-// waiter that runs the task inline can meet the pool item for the same task.
-int GetCounted(AsyncTask::Future<int>&& future, benchmark::State& state) {
-    try {
-        return future.Get();
-    } catch (AsyncTask::InvalidFutureException const&) {
-        state.counters["invalid_future"] += 1;
-        return 0;
-    }
 }
 
 void RoundTripKestal(benchmark::State& state) {
     TThreadPool& pool = KestalPool();
     for (auto _ : state)
-        benchmark::DoNotOptimize(GetCounted(AsyncTask::Async(pool, [] { return 1; }), state));
+        benchmark::DoNotOptimize(AsyncTask::Async(pool, [] { return 1; }).Get());
 }
 
 void RoundTripStdAsync(benchmark::State& state) {
@@ -168,7 +125,7 @@ void ThenChainKestal(benchmark::State& state) {
         AsyncTask::Future<int> link = AsyncTask::Async(pool, [] { return 0; });
         for (int i = 0; i < kLinks; ++i)
             link = link.Then(pool, [](int v) { return v + 1; });
-        benchmark::DoNotOptimize(GetCounted(std::move(link), state));
+        benchmark::DoNotOptimize(link.Get());
     }
 }
 
