@@ -28,76 +28,66 @@ TEST(CodePoint, LeadTableClassifiesEveryByte) {
     }
 }
 
-TEST(CodePoint, Utf16CopyReplacesLoneSurrogatesAndNeverSplitsAPair) {
-    EXPECT_EQ(convertOne<char16_t>(CopyCodePoint, u"\xD800x", 8), std::pair(1, std::u16string(u"\xFFFD")));
-    EXPECT_EQ(convertOne<char16_t>(CopyCodePoint, u"\xDC00", 8), std::pair(1, std::u16string(u"\xFFFD")));
-    EXPECT_EQ(convertOne<char16_t>(CopyCodePoint, u"\U0001F600", 2),
-              std::pair(2, std::u16string(u"\U0001F600")));
-    // One place left: the pair is refused whole.
-    EXPECT_EQ(convertOne<char16_t>(CopyCodePoint, u"\U0001F600", 3, 2), std::pair(0, std::u16string()));
-    // A single unit is written without looking at the capacity.
-    EXPECT_EQ(convertOne<char16_t>(CopyCodePoint, u"a", 0), std::pair(1, std::u16string(u"a")));
-    EXPECT_EQ(convertOne<char32_t>(Utf16ToUtf32, u"\xDBFF\xDFFF", 0),
-              std::pair(2, std::u32string(U"\U0010FFFF")));
-}
-
-TEST(CodePoint, Utf32ToUtf16PassesSurrogatesAndReplacesBeyondRange) {
-    const char32_t surrogate[] = {0xDABC}, tooLarge[] = {0x110000}, last[] = {0x10FFFF};
-    EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, surrogate, 1), std::pair(1, std::u16string(u"\xDABC")));
-    EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, tooLarge, 1), std::pair(1, std::u16string(u"\xFFFD")));
-    EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, last, 1).first, 0);
-    EXPECT_EQ(convertOne<char16_t>(Utf32ToUtf16, last, 2), std::pair(1, std::u16string(u"\U0010FFFF")));
+// Each conversion into a given room: units taken and what it wrote, or 0 when it refuses.
+TEST(CodePoint, ConversionsReplaceBadInputAndRefuseWhatDoesNotFit) {
+    using P16 = std::pair<int, std::u16string>;
+    using P32 = std::pair<int, std::u32string>;
+    using P8 = std::pair<int, std::string>;
+    const char32_t surrogate[] = {0xDABC}, tooLarge[] = {0x110000}, last[] = {0x10FFFF}, huge[] = {0x200000};
+    const std::pair<P16, P16> utf16[] = {
+        {convertOne<char16_t>(CopyCodePoint, u"\xD800x", 8), {1, u"\xFFFD"}},
+        {convertOne<char16_t>(CopyCodePoint, u"\xDC00", 8), {1, u"\xFFFD"}},
+        {convertOne<char16_t>(CopyCodePoint, u"\U0001F600", 3, 2), {0, u""}}, // a pair is refused whole
+        {convertOne<char16_t>(CopyCodePoint, u"a", 0), {1, u"a"}},            // one unit ignores the capacity
+        {convertOne<char16_t>(Utf32ToUtf16, surrogate, 1), {1, u"\xDABC"}},
+        {convertOne<char16_t>(Utf32ToUtf16, tooLarge, 1), {1, u"\xFFFD"}},
+        {convertOne<char16_t>(Utf32ToUtf16, last, 1), {0, u""}},
+        {convertOne<char16_t>(Utf32ToUtf16, last, 2), {1, u"\U0010FFFF"}},
+        // Overlong and surrogate forms pass; the range is tested only for UTF-16 and UTF-32 output.
+        {convertOne<char16_t>(Utf8ToUtf16, "\xC0\x80", 1), {2, std::u16string(1, u'\0')}},
+        {convertOne<char16_t>(Utf8ToUtf16, "\xED\xA0\x80", 1), {3, u"\xD800"}},
+        {convertOne<char16_t>(Utf8ToUtf16, "\xF4\x90\x80\x80", 1), {4, u"\xFFFD"}},
+        {convertOne<char16_t>(Utf8ToUtf16, "\xF0\x9F\x98\x80", 1), {0, u""}},
+    };
+    for (auto const& [actual, expected] : utf16)
+        EXPECT_EQ(actual, expected) << (&actual - &utf16[0].first) / 2;
+    // Invalid leads take one byte; a bad continuation byte, or the terminator, is left for the next step.
+    const std::pair<P32, P32> utf32[] = {
+        {convertOne<char32_t>(Utf16ToUtf32, u"\xDBFF\xDFFF", 0), {2, U"\U0010FFFF"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\xF7\xBF\xBF\xBF", 0), {4, U"\xFFFD"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\x80", 1), {1, U"\xFFFD"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\xBF", 1), {1, U"\xFFFD"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\xF8", 1), {1, U"\xFFFD"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\xFF", 1), {1, U"\xFFFD"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\xE2\x41", 1), {1, U"\xFFFD"}},
+        {convertOne<char32_t>(Utf8ToUtf32, "\xF0\x9F\x98", 1), {3, U"\xFFFD"}},
+    };
+    for (auto const& [actual, expected] : utf32)
+        EXPECT_EQ(actual, expected) << (&actual - &utf32[0].first) / 2;
+    // U+FFFD in the input is a plain 3-byte sequence; the same bytes as a replacement need 4 places.
+    const std::pair<P8, P8> utf8[] = {
+        {convertOne<char>(Utf16ToUtf8, u"\u00E9", 1), {0, ""}},
+        {convertOne<char>(Utf16ToUtf8, u"\u00E9", 2), {1, "\xC3\xA9"}},
+        {convertOne<char>(Utf16ToUtf8, u"\u20AC", 2), {0, ""}},
+        {convertOne<char>(Utf16ToUtf8, u"\uFFFD", 3), {1, "\xEF\xBF\xBD"}},
+        {convertOne<char>(Utf16ToUtf8, u"\U0001F600", 3), {0, ""}},
+        {convertOne<char>(Utf16ToUtf8, u"\U0001F600", 4), {2, "\xF0\x9F\x98\x80"}},
+        {convertOne<char>(Utf16ToUtf8, u"\xDC00", 3), {0, ""}},
+        {convertOne<char>(Utf16ToUtf8, u"\xDC00", 4), {1, "\xEF\xBF\xBD"}},
+        {convertOne<char>(Utf32ToUtf8, surrogate, 3), {1, "\xED\xAA\xBC"}},
+        {convertOne<char>(Utf32ToUtf8, huge, 3), {0, ""}},
+        {convertOne<char>(Utf32ToUtf8, huge, 4), {1, "\xEF\xBF\xBD"}},
+        {convertOne<char>(Utf8ToUtf8, "\xF4\x90\x80\x80", 4), {4, "\xF4\x90\x80\x80"}},
+        {convertOne<char>(Utf8ToUtf8, "\xE2\x82\x41", 3), {0, ""}},
+        {convertOne<char>(Utf8ToUtf8, "\xE2\x82\x41", 4), {2, "\xEF\xBF\xBD"}},
+        {convertOne<char>(Utf8ToUtf8, "\xE2\x82\xAC", 3), {3, "\xE2\x82\xAC"}},
+    };
+    for (auto const& [actual, expected] : utf8)
+        EXPECT_EQ(actual, expected) << (&actual - &utf8[0].first) / 2;
     int index = INT_MAX; // room is a difference: an index at the end of int does not wrap into "fits"
     EXPECT_EQ(Utf32ToUtf16(last, nullptr, index, INT_MAX), 0);
     index = INT_MAX - 1;
     EXPECT_EQ(Utf32ToUtf8(last, nullptr, index, INT_MAX), 0);
-}
-
-TEST(CodePoint, Utf8OutputNeedsItsLengthAndAReplacementOneMore) {
-    struct Case {
-        char16_t const* source;
-        std::string bytes;
-    };
-    // U+FFFD in the input is a plain 3-byte sequence; the same bytes as a replacement need 4 places.
-    const Case cases[] = {{u"\u00E9", "\xC3\xA9"},
-                          {u"\u20AC", "\xE2\x82\xAC"},
-                          {u"\uFFFD", "\xEF\xBF\xBD"},
-                          {u"\U0001F600", "\xF0\x9F\x98\x80"}};
-    for (Case const& c : cases) {
-        const int n = static_cast<int>(c.bytes.size());
-        EXPECT_EQ(convertOne<char>(Utf16ToUtf8, c.source, n - 1).first, 0) << c.bytes;
-        EXPECT_EQ(convertOne<char>(Utf16ToUtf8, c.source, n).second, c.bytes);
-    }
-    EXPECT_EQ(convertOne<char>(Utf16ToUtf8, u"\xDC00", 3).first, 0);
-    EXPECT_EQ(convertOne<char>(Utf16ToUtf8, u"\xDC00", 4), std::pair(1, std::string("\xEF\xBF\xBD")));
-
-    const char32_t surrogate[] = {0xD800}, tooLarge[] = {0x200000};
-    EXPECT_EQ(convertOne<char>(Utf32ToUtf8, surrogate, 3), std::pair(1, std::string("\xED\xA0\x80")));
-    EXPECT_EQ(convertOne<char>(Utf32ToUtf8, tooLarge, 3).first, 0);
-    EXPECT_EQ(convertOne<char>(Utf32ToUtf8, tooLarge, 4), std::pair(1, std::string("\xEF\xBF\xBD")));
-}
-
-TEST(CodePoint, Utf8DecodingReplacesPerLeadAndTakesCompleteFormsUnchecked) {
-    // Overlong and surrogate forms pass; the range is tested only for UTF-16 and UTF-32 output.
-    EXPECT_EQ(convertOne<char16_t>(Utf8ToUtf16, "\xC0\x80", 1), std::pair(2, std::u16string(1, u'\0')));
-    EXPECT_EQ(convertOne<char16_t>(Utf8ToUtf16, "\xED\xA0\x80", 1), std::pair(3, std::u16string(u"\xD800")));
-    EXPECT_EQ(convertOne<char16_t>(Utf8ToUtf16, "\xF4\x90\x80\x80", 1),
-              std::pair(4, std::u16string(u"\xFFFD")));
-    EXPECT_EQ(convertOne<char32_t>(Utf8ToUtf32, "\xF7\xBF\xBF\xBF", 0),
-              std::pair(4, std::u32string(U"\xFFFD")));
-    EXPECT_EQ(convertOne<char>(Utf8ToUtf8, "\xF4\x90\x80\x80", 4),
-              std::pair(4, std::string("\xF4\x90\x80\x80")));
-    EXPECT_EQ(convertOne<char16_t>(Utf8ToUtf16, "\xF0\x9F\x98\x80", 1).first, 0);
-
-    // Invalid leads take one byte; a bad continuation byte is left for the next step.
-    for (char const* bad : {"\x80", "\xBF", "\xF8", "\xFF"})
-        EXPECT_EQ(convertOne<char32_t>(Utf8ToUtf32, bad, 1), std::pair(1, std::u32string(U"\xFFFD")));
-    EXPECT_EQ(convertOne<char32_t>(Utf8ToUtf32, "\xE2\x41", 1).first, 1);
-    EXPECT_EQ(convertOne<char32_t>(Utf8ToUtf32, "\xF0\x9F\x98", 1).first,
-              3); // the terminator is no continuation
-    EXPECT_EQ(convertOne<char>(Utf8ToUtf8, "\xE2\x82\x41", 3).first, 0);
-    EXPECT_EQ(convertOne<char>(Utf8ToUtf8, "\xE2\x82\x41", 4), std::pair(2, std::string("\xEF\xBF\xBD")));
-    EXPECT_EQ(convertOne<char>(Utf8ToUtf8, "\xE2\x82\xAC", 3).second, "\xE2\x82\xAC");
 }
 
 TEST(CodePoint, ReadingAndMeasuringAtOnePointer) {

@@ -25,11 +25,15 @@ namespace {
 constexpr char kDigits[] = "0123456789abcdefghijklmnopqrstuvwxyz";
 constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// "00" to "99": decimal digits go two per division.
-constexpr char kDigitPairs[] =
-    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-    "8081828384858687888990919293949596979899";
+// "00" to "99" as code units: decimal digits go two per division, and a pair is one 4-byte copy.
+constexpr auto kDigitPairs = [] {
+    std::array<char16_t, 200> pairs{};
+    for (int i = 0; i < 100; ++i) {
+        pairs[2 * i] = static_cast<char16_t>(u'0' + i / 10);
+        pairs[2 * i + 1] = static_cast<char16_t>(u'0' + i % 10);
+    }
+    return pairs;
+}();
 
 // Digits of `value` in `base`.
 int digitCount(std::uint64_t value, unsigned base) noexcept {
@@ -59,13 +63,11 @@ int digitCount(std::uint64_t value, unsigned base) noexcept {
 void writeDigits(std::uint64_t value, unsigned base, char16_t* end) noexcept {
     if (base == 10) {
         for (; value >= 100; value /= 100) {
-            char const* pair = kDigitPairs + 2 * (value % 100);
-            *--end = static_cast<char16_t>(pair[1]);
-            *--end = static_cast<char16_t>(pair[0]);
+            end -= 2;
+            std::memcpy(end, &kDigitPairs[2 * (value % 100)], 2 * sizeof(char16_t));
         }
         if (value >= 10) {
-            *--end = static_cast<char16_t>(kDigitPairs[2 * value + 1]);
-            *--end = static_cast<char16_t>(kDigitPairs[2 * value]);
+            std::memcpy(end - 2, &kDigitPairs[2 * value], 2 * sizeof(char16_t));
         } else {
             *--end = static_cast<char16_t>(u'0' + value);
         }

@@ -5,12 +5,14 @@
 #include "kestal/strings/Units.h"
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <kestal/TCType.h>
 #include <kestal/TStringCore.h>
 #include <limits>
@@ -94,13 +96,27 @@ std::uint64_t parseInteger(char16_t const* s, int base, bool* ok, int* sign) {
 
 // True with the 64-bit pattern in `value` (negated under a '-') and *ok set as the parser sets it;
 // false, having changed nothing, for every other text.
-inline bool readShortDecimal(char16_t const* s, bool* ok, std::uint64_t& value) noexcept {
+inline bool readShortDecimal(char16_t const* s, char16_t const* end, bool* ok,
+                             std::uint64_t& value) noexcept {
     while (*s == u' ' || (*s >= u'\t' && *s <= u'\r'))
         ++s;
     const bool negative = *s == u'-';
     s += negative || *s == u'+';
     char16_t const* const digits = s;
     std::uint64_t magnitude = 0;
+    // Four units at a time while they lie inside the text and all pass the digit test below: one
+    // multiplication by 10^4 instead of four dependent steps.
+    constexpr std::uint64_t kLanes = 0x0001000100010001;
+    for (std::uint64_t four; std::endian::native == std::endian::little && end - s >= 4; s += 4) {
+        std::memcpy(&four, s, sizeof four);
+        const std::uint64_t folded = four | 0x20 * kLanes;
+        if ((folded & 0xFFF0 * kLanes) != 0x30 * kLanes ||
+            ((folded + 6 * kLanes) & 0xF0 * kLanes) != 0x30 * kLanes)
+            break;
+        const std::uint64_t units = four & 0xF * kLanes;
+        const std::uint64_t pairs = (units * 10 + (units >> 16)) & 0x000000FF000000FF;
+        magnitude = magnitude * 10000 + (pairs & 0xFF) * 100 + (pairs >> 32);
+    }
     // The parser's digit test for base 10, control units 0x10-0x19 included.
     for (unsigned digit; (digit = (*s | 0x20u) - u'0') <= 9; ++s)
         magnitude = magnitude * 10 + digit;
@@ -116,7 +132,8 @@ inline bool readShortDecimal(char16_t const* s, bool* ok, std::uint64_t& value) 
 }
 
 inline bool fastDecimal(TStringCore const& text, int base, bool* ok, std::uint64_t& value) noexcept {
-    return base == 10 && kestal::strings::fastPathsEnabled() && readShortDecimal(text.constData(), ok, value);
+    return base == 10 && kestal::strings::fastPathsEnabled() &&
+           readShortDecimal(text.constData(), text.constData() + text.size(), ok, value);
 }
 
 // The signed members: the parser's pattern, its overflows turned into the 64-bit bounds, then
