@@ -35,6 +35,26 @@ bool poolRuns() {
     return done.Wait(std::chrono::seconds(10)) && pool.JoinAll(std::chrono::seconds(10));
 }
 
+// The futures are templates compiled here over the library's exported half; a cancel reason
+// crosses from this program through the library's cancel event and back.
+bool futuresRun() {
+    auto f = AsyncTask::Async([] { return 20; });
+    auto g = f.Then([](int n) { return n + 1; });
+    auto spinning = AsyncTask::Async([] {
+        for (;;)
+            AsyncTask::Cancel::ThrowIfCancelled();
+    });
+    spinning.Cancel(TError::ErrorInfo(VelmoraError(7, u"Consumer_0x00000007"), TError::Client));
+    bool cancelled = false;
+    try {
+        spinning.Get();
+    } catch (AsyncTask::CancelException const& e) {
+        cancelled = e.GetErrorCode() == 7;
+    }
+    const bool ok = g.Get() == 21 && cancelled;
+    return TThreadPool::Shutdown(std::chrono::seconds(10)) && ok;
+}
+
 // The repository's interface carries boost::any, so the package brings Boost's headers along.
 bool buildsOnce() {
     static void* slot = nullptr;
@@ -52,7 +72,7 @@ int main() {
     TStringCore a(u"installed package");
     TStringCore b = a + u" works";
     const bool ok = b.size() == 23 && b.left(9) == u"installed" && JemallocEnable() == 0 &&
-                    catchesLibraryThrows() && poolRuns() && buildsOnce();
+                    catchesLibraryThrows() && poolRuns() && futuresRun() && buildsOnce();
     std::puts(ok ? "consumer: ok" : "consumer: FAILED");
     return ok ? 0 : 1;
 }
