@@ -75,8 +75,13 @@ void Cancel::ThrowIfCancelled() {
     TCancelEvent const* event = kestal::detail::t_taskRecord.cancelEvent;
     if (!event) kestal::detail::ReportNullRefCntPtr();
     if (!event->IsSet()) return;
-    throw CancelException(
-        kestal::detail::AutoGenErrorInfo(0x94A93C32, TError::Client, grpc::StatusCode::UNKNOWN));
+    throw CancelException(DefaultCancelReason());
+}
+
+TError::ErrorInfo DefaultCancelReason() {
+    // One record for a cancel without a reason, seen alike from inside the task and from its
+    // future.
+    return kestal::detail::AutoGenErrorInfo(0x94A93C32, TError::Client, grpc::StatusCode::UNKNOWN);
 }
 
 Cancel::CancelEventSetter::CancelEventSetter(RefCntPtr<TCancelEvent, RefCntObject> newEvent)

@@ -43,6 +43,11 @@ private:
     bool m_isOrphanQuery = false;
 };
 
+/// The library's own cancel record: code 0x94A93C32 (name "VelmoraException_AutoGen_0x94A93C32"),
+/// source Client, status UNKNOWN. Cancel::ThrowIfCancelled raises with it, and a future cancelled
+/// without a reason carries it.
+KESTAL_API TError::ErrorInfo DefaultCancelReason();
+
 namespace Cancel {
 
 /// Installs a new event for the calling thread. A thread that has one raises LogicException

@@ -38,19 +38,22 @@ public:
 
 inline constexpr std::chrono::milliseconds kNoLimit{0xFFFFFFFF};
 
+/// One blocking wait of up to `timeout` (kNoLimit: none), through the thread's wait handler when
+/// it has one, else on the ready event; true if ready.
+inline bool BlockFor(StateCore& state, std::chrono::milliseconds const& timeout) {
+    WaitDepth depth;
+    if (IWaitHandler const* handler = TLS::Get().GetWaitHandler()) return handler->WaitFor(state, timeout);
+    return state.WaitFor(timeout);
+}
+
 /// Waits for `state`: runs it, or the work it waits for, here if no thread has taken it, then
-/// waits through the thread's wait handler when it has one, else on the ready event.
+/// blocks until it is ready.
 inline void WaitOn(StateCore& state) {
     if (state.IsReady() || state.TryRunInline()) return;
     HelpInputs(state);
     if (state.IsReady() || state.TryRunInline()) return;
-    WaitDepth depth;
-    if (IWaitHandler const* handler = TLS::Get().GetWaitHandler()) {
-        while (!handler->WaitFor(state, kNoLimit)) {
-        }
-        return;
+    while (!BlockFor(state, kNoLimit)) {
     }
-    state.Wait();
 }
 
 /// What Then gives for `fn` on an input future: fn(input) when it takes the future, else
@@ -88,11 +91,7 @@ public:
     /// LogicException.
     bool WaitFor(std::chrono::milliseconds const& timeout) const override {
         StateCore& state = *Checked();
-        if (state.IsReady()) return true;
-        WaitDepth depth;
-        if (IWaitHandler const* handler = TLS::Get().GetWaitHandler())
-            return handler->WaitFor(state, timeout);
-        return state.WaitFor(timeout);
+        return state.IsReady() || BlockFor(state, timeout);
     }
     /// Asks the task to stop, with the library's own cancel record as the reason.
     void Cancel() override { Checked()->RequestCancel(DefaultCancelReason()); }
@@ -252,7 +251,7 @@ public:
     Future<T> GetFuture() {
         CheckedState();
         if (m_retrieved.exchange(true)) RaiseFutureError(FutureError::AlreadyRetrieved);
-        return detail::Access::Make<Future<T>>(std::shared_ptr<detail::State<T>>(m_state));
+        return detail::FutureOf<T>(m_state);
     }
     /// Makes the future ready with the value built from `args` (none for void, an lvalue for
     /// T&). A promise already set raises InvalidFutureException; one whose future was cancelled
@@ -305,7 +304,7 @@ auto Continue(Input&& input, TThreadPool* pool, F&& fn, Launch policy) {
     state->AttachCancelEvent();
     state->SetDeferred();
     upstream->RunWhenReady([state, pool, policy] { Schedule(state, pool, policy); });
-    return Access::Make<Future<R>>(std::shared_ptr<State<R>>(std::move(state)));
+    return FutureOf<R>(std::move(state));
 }
 
 template <class F>
@@ -316,7 +315,7 @@ auto StartTask(TThreadPool* pool, F&& fn, Launch policy) {
     state->AttachCancelEvent();
     if (pool) state->SetDeferred();
     Schedule(state, pool, policy);
-    return Access::Make<Future<R>>(std::shared_ptr<State<R>>(std::move(state)));
+    return FutureOf<R>(std::move(state));
 }
 
 } // namespace detail

@@ -26,7 +26,8 @@ template <class T>
 using TupleValue = std::conditional_t<std::is_void_v<T>, std::monostate, T>;
 
 /// The common part of WhenAll: counts inputs down, keeps the first exception to arrive, and
-/// collects the values once every input is ready. A cancel is passed to every input.
+/// collects the values once every input is ready. A cancel is passed to every input. The inputs
+/// are fixed at construction, so AppendInputs is safe beside every other operation.
 template <class R>
 class JoinState : public State<R> {
 public:
@@ -45,20 +46,11 @@ public:
         }
     }
 
-    void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
-        ForEachInput([&inputs](std::shared_ptr<StateCore> input) { inputs.push_back(std::move(input)); });
-    }
-
 protected:
-    /// Safe beside every other operation: the inputs are fixed at construction.
-    virtual void ForEachInput(std::function<void(std::shared_ptr<StateCore>)> const& visit) = 0;
     /// Emplaces the result from the inputs, all ready and without exception.
     virtual void Collect() = 0;
 
-    void AfterCancel() override {
-        TError::ErrorInfo const& reason = this->Reason();
-        ForEachInput([&reason](std::shared_ptr<StateCore> input) { input->RequestCancel(reason); });
-    }
+    void AfterCancel() override { this->CancelInputs(); }
 
 private:
     void InputDone(StateCore& input) {
@@ -91,11 +83,12 @@ public:
     explicit AllState(std::vector<Input>&& inputs)
         : m_inputs(std::move(inputs)) {}
 
-protected:
-    void ForEachInput(std::function<void(std::shared_ptr<StateCore>)> const& visit) override {
+    void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
         for (Input& input : m_inputs)
-            visit(Access::StateOf(input));
+            inputs.push_back(Access::StateOf(input));
     }
+
+protected:
     void Collect() override {
         if constexpr (std::is_void_v<T>) {
             this->Emplace();
@@ -123,10 +116,11 @@ public:
     explicit TupleAllState(Future<Ts>&&... inputs)
         : m_inputs(std::move(inputs)...) {}
 
-protected:
-    void ForEachInput(std::function<void(std::shared_ptr<StateCore>)> const& visit) override {
-        std::apply([&visit](auto&... input) { (visit(Access::StateOf(input)), ...); }, m_inputs);
+    void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
+        std::apply([&inputs](auto&... input) { (inputs.push_back(Access::StateOf(input)), ...); }, m_inputs);
     }
+
+protected:
     void Collect() override {
         std::apply([this](auto&... input) { this->Emplace(ValueOf(input)...); }, m_inputs);
     }
@@ -154,7 +148,8 @@ public:
     static void Watch(std::shared_ptr<AnyState> const& self) {
         if (self->m_inputs.empty()) return self->Complete(WhenAnyResult<Input>{});
         // The first callback may run at once and take the inputs along: read them all first.
-        std::vector<std::shared_ptr<StateCore>> inputs = self->InputStates();
+        std::vector<std::shared_ptr<StateCore>> inputs;
+        self->AppendInputs(inputs);
         std::weak_ptr<AnyState> weak = self;
         for (std::size_t i = 0; i < inputs.size(); ++i) {
             inputs[i]->RunWhenReady([weak, i] {
@@ -163,17 +158,15 @@ public:
         }
     }
 
+    /// Under the lock: the winner takes the inputs along.
     void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) override {
-        for (auto& input : InputStates())
-            inputs.push_back(std::move(input));
+        std::lock_guard<std::mutex> lock(m_lock);
+        for (Input& input : m_inputs)
+            inputs.push_back(Access::StateOf(input));
     }
 
 protected:
-    void AfterCancel() override {
-        // Outside the lock: a cancelled input may become ready here and call InputDone.
-        for (auto const& input : InputStates())
-            input->RequestCancel(this->Reason());
-    }
+    void AfterCancel() override { this->CancelInputs(); }
 
 private:
     void InputDone(std::size_t index) {
@@ -186,15 +179,6 @@ private:
             result.futures = std::move(m_inputs);
         }
         this->Complete(std::move(result));
-    }
-
-    std::vector<std::shared_ptr<StateCore>> InputStates() {
-        std::lock_guard<std::mutex> lock(m_lock);
-        std::vector<std::shared_ptr<StateCore>> states;
-        states.reserve(m_inputs.size());
-        for (Input& input : m_inputs)
-            states.push_back(Access::StateOf(input));
-        return states;
     }
 
     std::mutex m_lock;
@@ -220,8 +204,7 @@ Future<detail::VectorOf<T>> WhenAll(std::vector<Future<T>>&& futures) {
     detail::RequireValid(futures);
     auto state = detail::NewState<detail::AllState<Future<T>>>(std::move(futures));
     detail::JoinState<detail::VectorOf<T>>::Watch(state);
-    return detail::Access::Make<Future<detail::VectorOf<T>>>(
-        std::shared_ptr<detail::State<detail::VectorOf<T>>>(std::move(state)));
+    return detail::FutureOf<detail::VectorOf<T>>(std::move(state));
 }
 /// The same over shared futures: values are copied, and the inputs stay readable.
 template <class T>
@@ -231,7 +214,7 @@ Future<detail::VectorOf<T>> WhenAll(std::vector<SharedFuture<T>> const& futures)
     detail::RequireValid(futures);
     auto state = detail::NewState<detail::AllState<SharedFuture<T>>>(std::vector<SharedFuture<T>>(futures));
     detail::JoinState<V>::Watch(state);
-    return detail::Access::Make<Future<V>>(std::shared_ptr<detail::State<V>>(std::move(state)));
+    return detail::FutureOf<V>(std::move(state));
 }
 /// A future of a tuple of the inputs' values (std::monostate for void), as WhenAll above.
 template <class... Ts>
@@ -240,7 +223,7 @@ Future<std::tuple<detail::TupleValue<Ts>...>> WhenAll(Future<Ts>&&... futures) {
     if (!(futures.Valid() && ...)) RaiseFutureError(FutureError::NoState);
     auto state = detail::NewState<detail::TupleAllState<Ts...>>(std::move(futures)...);
     detail::JoinState<V>::Watch(state);
-    return detail::Access::Make<Future<V>>(std::shared_ptr<detail::State<V>>(std::move(state)));
+    return detail::FutureOf<V>(std::move(state));
 }
 
 /// A future ready as soon as the first input is, with that input's index and every input back.
@@ -252,7 +235,7 @@ Future<WhenAnyResult<Future<T>>> WhenAny(std::vector<Future<T>>&& futures) {
     detail::RequireValid(futures);
     auto state = detail::NewState<detail::AnyState<Future<T>>>(std::move(futures));
     detail::AnyState<Future<T>>::Watch(state);
-    return detail::Access::Make<Future<V>>(std::shared_ptr<detail::State<V>>(std::move(state)));
+    return detail::FutureOf<V>(std::move(state));
 }
 
 /// A future that is ready with `value`.
@@ -261,15 +244,14 @@ Future<std::decay_t<T>> MakeReadyFuture(T&& value) {
     auto state = detail::NewState<detail::PromiseState<std::decay_t<T>>>();
     state->Claim(1);
     state->Complete(std::forward<T>(value));
-    return detail::Access::Make<Future<std::decay_t<T>>>(
-        std::shared_ptr<detail::State<std::decay_t<T>>>(std::move(state)));
+    return detail::FutureOf<std::decay_t<T>>(std::move(state));
 }
 /// A Future<void> that is ready.
 inline Future<void> MakeReadyFuture() {
     auto state = detail::NewState<detail::PromiseState<void>>();
     state->Claim(1);
     state->Complete();
-    return detail::Access::Make<Future<void>>(std::shared_ptr<detail::State<void>>(std::move(state)));
+    return detail::FutureOf<void>(std::move(state));
 }
 /// A future that is ready with the exception `e`.
 template <class T>
@@ -277,7 +259,7 @@ Future<T> MakeExceptionalFuture(std::exception_ptr e) {
     auto state = detail::NewState<detail::PromiseState<T>>();
     state->Claim(1);
     state->CompleteWith(std::move(e));
-    return detail::Access::Make<Future<T>>(std::shared_ptr<detail::State<T>>(std::move(state)));
+    return detail::FutureOf<T>(std::move(state));
 }
 /// The same with a copy of `e`.
 template <class T, class E>

@@ -57,9 +57,6 @@ inline InvalidFutureException FutureErrorException(FutureError error) {
 inline std::exception_ptr MakeFutureError(FutureError error) {
     return std::make_exception_ptr(FutureErrorException(error));
 }
-/// The library's own cancel record: code 0x94A93C32, source Client, status UNKNOWN, the record
-/// Cancel::ThrowIfCancelled raises with.
-KESTAL_API TError::ErrorInfo DefaultCancelReason();
 /// TThreadPool::Get(), first giving the pool one thread per core when no thread count was
 /// configured. Async and Then run here unless given a pool.
 KESTAL_API TThreadPool& DefaultTaskPool();
@@ -106,6 +103,15 @@ struct Access {
         return Fut(std::forward<S>(state));
     }
 };
+
+template <class T>
+class State;
+
+/// The future of a new state.
+template <class T, class S>
+Future<T> FutureOf(std::shared_ptr<S> state) {
+    return Access::Make<Future<T>>(std::shared_ptr<State<T>>(std::move(state)));
+}
 
 /// The value type and ownership of a continuation's input.
 template <class Input>
@@ -155,6 +161,14 @@ public:
     }
     /// Appends the states this one waits for (a continuation's input, a join's inputs).
     virtual void AppendInputs(std::vector<std::shared_ptr<StateCore>>& inputs) { (void)inputs; }
+    /// Cancels every input with this state's reason; a join's cancel. The inputs are read first,
+    /// outside any lock: a cancelled input may become ready here and run this state's callbacks.
+    void CancelInputs() {
+        std::vector<std::shared_ptr<StateCore>> inputs;
+        AppendInputs(inputs);
+        for (auto const& input : inputs)
+            input->RequestCancel(Reason());
+    }
 
     /// Called by the pool item that was handed this deferred state.
     void RunIfUnclaimed() {
