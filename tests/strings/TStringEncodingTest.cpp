@@ -7,6 +7,7 @@
 #include <kestal/TStringCore.h>
 #include <random>
 #include <string>
+#include <tuple>
 #include <vector>
 
 using kestal::testing::text;
@@ -38,11 +39,8 @@ TEST(TStringEncoding, LegacyConversionsKeepTheirAsymmetries) {
     EXPECT_EQ(text(TStringCore::fromLatin9("a\0b", 3)), u"a");
     EXPECT_TRUE(TStringCore::fromLatin1(nullptr, 5).isEmpty() && TStringCore::fromLatin1("abc", 0).isEmpty());
     EXPECT_EQ(TStringCore::fromLatin9("\xA4").toLatin9(), "?"); // no inverse
-    struct Row {
-        std::u16string in;
-        std::string latin1, latin9, local8;
-        bool lost1, lost9;
-    };
+    // Text; then Latin-1, Latin-9 and local 8-bit bytes; then whether Latin-1 and Latin-9 lost.
+    using Row = std::tuple<std::u16string, std::string, std::string, std::string, bool, bool>;
     // clang-format off
     const Row rows[] = {
         {u"", "", "", "", false, false},
@@ -53,12 +51,13 @@ TEST(TStringEncoding, LegacyConversionsKeepTheirAsymmetries) {
         {u"\xD800z\xDC00"s, "?z?", "?z?", "\xEF\xBF\xBDz\xEF\xBF\xBD", true, true},
     };
     // clang-format on
-    for (Row const& row : rows) {
-        const TStringCore s(row.in.data(), static_cast<int>(row.in.size()));
+    for (auto const& [in, latin1, latin9, local8, lost1, lost9] : rows) {
+        const TStringCore s(in.data(), static_cast<int>(in.size()));
         bool lossy1 = true, lossy9 = true, lossy8 = true; // preset: each call must clear it first
-        EXPECT_TRUE(s.toLatin1(&lossy1) == row.latin1 && s.toLatin9(&lossy9) == row.latin9) << s;
-        EXPECT_TRUE(s.toLocal8Bit(&lossy8) == row.local8 && !lossy8) << s;
-        EXPECT_EQ(std::pair(lossy1, lossy9), std::pair(row.lost1, row.lost9)) << s;
+        EXPECT_EQ(std::tuple(s.toLatin1(&lossy1), s.toLatin9(&lossy9), s.toLocal8Bit(&lossy8)),
+                  std::tuple(latin1, latin9, local8))
+            << s;
+        EXPECT_EQ(std::tuple(lossy1, lossy9, lossy8), std::tuple(lost1, lost9, false)) << s;
     }
 }
 
@@ -86,29 +85,19 @@ TEST(TStringEncoding, LocalEightBitMatchesUtf8OnGeneratedText) {
     }
 }
 
-TEST(TStringEncoding, FromUtf32ReplacesSurrogatesAndValuesOutOfRange) {
-    std::mt19937 rng(32);
-    for (int round = 0; round < 2000; ++round) {
-        std::u32string in;
-        std::u16string expected;
-        // All supplementary on some rounds: the result then fills twice the length.
-        const bool wide = round % 4 == 0;
-        for (int n = 1 + static_cast<int>(rng() % 20); n > 0; --n) {
-            const std::uint32_t r = rng(), kind = r % 4;
-            const char32_t c = wide        ? 0x10000 + r % 0x100000
-                               : kind == 0 ? 0xD800 + r % 0x800
-                               : kind == 1 ? 1 + r % 0x120000
-                                           : r | 1; // any 32-bit value, "negative" ones included
-            in += c;
-            const bool bad = c > 0x10FFFF || (c >= 0xD800 && c <= 0xDFFF);
-            expected += bad ? std::u16string(u"\uFFFD")
-                        : c < 0x10000
-                            ? std::u16string(1, char16_t(c))
-                            : std::u16string{char16_t(0xD7C0 + (c >> 10)), char16_t(0xDC00 | (c & 0x3FF))};
-        }
-        ASSERT_EQ(text(TStringCore::fromUtf32(in.c_str())), expected);
-        ASSERT_EQ(text(TStringCore::fromStdWString(std::wstring(in.begin(), in.end()))), expected);
+TEST(TStringEncoding, FromUtf32FillsTwiceItsLengthAndReplacesBadValues) {
+    // Supplementary code points only: every length fills the room reserved for it exactly.
+    std::u32string in;
+    std::u16string expected;
+    for (int n = 1; n <= 40; ++n) {
+        in += U'\U0001F600';
+        expected += u"\U0001F600";
+        ASSERT_EQ(text(TStringCore::fromUtf32(in.c_str())), expected) << n;
     }
+    // Surrogate values and values past the range, "negative" ones included, become U+FFFD each.
+    const std::wstring wide = {L'a',        wchar_t(0xD800), wchar_t(0xDFFF), wchar_t(0x110000),
+                               wchar_t(-1), L'\U0010FFFF'};
+    EXPECT_EQ(text(TStringCore::fromStdWString(wide)), u"a\uFFFD\uFFFD\uFFFD\uFFFD\U0010FFFF");
     EXPECT_TRUE(TStringCore::fromUtf32(nullptr, 3).isEmpty() && TStringCore::fromWChar(L"x", 0).isEmpty());
     const char32_t one = U'x'; // refused before the text is read
     EXPECT_THROW(TStringCore::fromUtf32(&one, 0x3FFFFFFC), TStringCore::CapacityException);
@@ -116,16 +105,14 @@ TEST(TStringEncoding, FromUtf32ReplacesSurrogatesAndValuesOutOfRange) {
 
 TEST(TStringEncoding, WideBuffersAtTheirLimits) {
     const TStringCore abc(u"abc"), pair(u"\U0001F600");
-    struct Row {
-        int capacity, result;
-        std::wstring written; // then the canary
-    };
+    // Capacity, result, and what is written before the canary.
     const std::wstring abc0(L"abc\0", 4), zero(1, L'\0');
-    const Row rows[] = {{4, 3, abc0}, {5, 3, abc0}, {3, -1, zero}, {0, -1, L""}, {-1, -1, L""}};
-    for (Row const& row : rows) {
+    const std::tuple<int, int, std::wstring> rows[] = {
+        {4, 3, abc0}, {5, 3, abc0}, {3, -1, zero}, {0, -1, L""}, {-1, -1, L""}};
+    for (auto const& [capacity, result, written] : rows) {
         std::vector<wchar_t> buffer(8, L'#');
-        EXPECT_EQ(abc.toWCharArray(buffer.data(), row.capacity), row.result);
-        EXPECT_EQ(std::wstring(buffer.data(), row.written.size() + 1), row.written + L'#') << row.capacity;
+        EXPECT_EQ(abc.toWCharArray(buffer.data(), capacity), result);
+        EXPECT_EQ(std::wstring(buffer.data(), written.size() + 1), written + L'#') << capacity;
     }
     EXPECT_EQ(abc.toWCharArray(nullptr, 4), -1);
     wchar_t room[3] = {L'#', L'#', L'#'};

@@ -4,16 +4,18 @@
 // terminator), so the sanitizer build catches a write or read outside them.
 #include "TStringTestSupport.h"
 
+#include <functional>
 #include <gtest/gtest.h>
 #include <kestal/CodePoint.h>
 #include <kestal/Unicode.h>
 #include <kestal/detail/TStringFastPathsTesting.h>
 #include <random>
 #include <string>
-#include <unicode/ustring.h>
+#include <unicode/unistr.h>
 #include <vector>
 
 using kestal::testing::expectStringException;
+using namespace Unicode;
 
 namespace {
 
@@ -23,29 +25,14 @@ int len(std::size_t n) {
     return static_cast<int>(n);
 }
 
-// ICU as the oracle, with U+FFFD substitution, into room for `perUnit` outputs per input unit.
-template <class Out, class In, class F>
-std::basic_string<Out> viaIcu(F icu, std::basic_string<In> const& s, std::size_t perUnit) {
-    std::basic_string<Out> out(perUnit * s.size() + 1, Out());
-    int32_t n = 0;
-    UErrorCode e = U_ZERO_ERROR;
-    icu(out.data(), len(out.size()), &n, s.data(), len(s.size()), kSub, nullptr, &e);
-    out.resize(static_cast<std::size_t>(n));
-    return out;
-}
-
+// ICU as the oracle, each ill-formed part replaced by U+FFFD.
 std::u16string icu16From8(std::string const& s) {
-    return viaIcu<char16_t>(u_strFromUTF8WithSub, s, 1);
+    const icu::UnicodeString u = icu::UnicodeString::fromUTF8(s);
+    return std::u16string(u.getBuffer(), static_cast<std::size_t>(u.length()));
 }
 std::string icu8From16(std::u16string const& s) {
-    return viaIcu<char>(u_strToUTF8WithSub, s, 3);
-}
-std::u16string icu16From32(std::u32string const& s) {
-    auto fromUtf32 = [](UChar* d, int32_t c, int32_t* n, char32_t const* src, int32_t l, UChar32 sub,
-                        int32_t* k, UErrorCode* e) {
-        u_strFromUTF32WithSub(d, c, n, reinterpret_cast<UChar32 const*>(src), l, sub, k, e);
-    };
-    return viaIcu<char16_t>(fromUtf32, s, 2);
+    std::string out;
+    return icu::UnicodeString(false, s.data(), len(s.size())).toUTF8String(out);
 }
 
 // Code points from every plane, weighted so that each UTF-8 length is common; no surrogates, and
@@ -53,11 +40,10 @@ std::u16string icu16From32(std::u32string const& s) {
 std::u32string randomText(std::mt19937& rng, int n) {
     std::u32string text;
     for (int i = 0; i < n; ++i) {
-        const std::uint32_t kind = rng() % 4, r = rng();
-        char32_t c = kind == 0   ? 1 + r % 0x7F
-                     : kind == 1 ? 0x80 + r % 0x780
-                     : kind == 2 ? 0x800 + r % 0xF000
-                                 : 0x10000 + r % 0x100000;
+        static constexpr char32_t first[] = {1, 0x80, 0x800, 0x10000},
+                                  count[] = {0x7F, 0x780, 0xF000, 0x100000};
+        const std::uint32_t kind = rng() % 4;
+        const char32_t c = first[kind] + rng() % count[kind];
         text += kind == 2 && c >= 0xD800 ? c + 0x800 : c;
     }
     return text;
@@ -133,18 +119,16 @@ TEST(Unicode, FastPathsMatchTheGeneralPaths) {
             bytes.append(rng() % 40, static_cast<char>('a' + rng() % 26));
             bytes += pieces[rng() % std::size(pieces)];
         }
-        const int n16 = Unicode::MeasureUtf8ToUtf16(bytes.data(), len(bytes.size()));
-        const int n32 = Unicode::MeasureUtf8ToUtf32(bytes.data(), len(bytes.size()));
+        const int n16 = MeasureUtf8ToUtf16(bytes.data(), len(bytes.size()));
+        const int n32 = MeasureUtf8ToUtf32(bytes.data(), len(bytes.size()));
         for (int capacity :
              {n16 + 1, n16, n16 - 1, n32 + 1, n32, static_cast<int>(rng() % (n16 + 2)), 1, 0}) {
             kestal::detail::SetStringFastPathsEnabledForTesting(false);
-            const auto slow16 = outcome(Unicode::Utf8ToUtf16, bytes, capacity);
-            const auto slow32 = outcome(Unicode::Utf8ToUtf32, bytes, capacity);
+            const auto slow16 = outcome(Utf8ToUtf16, bytes, capacity);
+            const auto slow32 = outcome(Utf8ToUtf32, bytes, capacity);
             kestal::detail::SetStringFastPathsEnabledForTesting(true);
-            EXPECT_EQ(outcome(Unicode::Utf8ToUtf16, bytes, capacity), slow16)
-                << bytes.size() << ' ' << capacity;
-            EXPECT_EQ(outcome(Unicode::Utf8ToUtf32, bytes, capacity), slow32)
-                << bytes.size() << ' ' << capacity;
+            EXPECT_EQ(outcome(Utf8ToUtf16, bytes, capacity), slow16) << bytes.size() << ' ' << capacity;
+            EXPECT_EQ(outcome(Utf8ToUtf32, bytes, capacity), slow32) << bytes.size() << ' ' << capacity;
         }
     }
 }
@@ -153,10 +137,11 @@ TEST(Unicode, ValidTextInAllPlanesMatchesIcuEveryWay) {
     std::mt19937 rng(20240611);
     for (int round = 0; round < 300; ++round) {
         const std::u32string u32 = randomText(rng, static_cast<int>(rng() % 40));
-        const std::u16string u16 = icu16From32(u32);
+        const int n32 = len(u32.size());
+        const auto oracle = icu::UnicodeString::fromUTF32(reinterpret_cast<UChar32 const*>(u32.data()), n32);
+        const std::u16string u16(oracle.getBuffer(), static_cast<std::size_t>(oracle.length()));
         const std::string u8 = icu8From16(u16);
-        const int n8 = len(u8.size()), n16 = len(u16.size()), n32 = len(u32.size());
-        using namespace Unicode;
+        const int n8 = len(u8.size()), n16 = len(u16.size());
 
         EXPECT_EQ(MeasureUtf8ToUtf16(u8.data(), n8), n16);
         EXPECT_EQ(MeasureUtf8ToUtf32(u8.data(), n8), n32);
@@ -173,20 +158,15 @@ TEST(Unicode, ValidTextInAllPlanesMatchesIcuEveryWay) {
         EXPECT_EQ(into(Utf32ToUtf8, u32, n8), u8);
         EXPECT_EQ(into(Utf32ToUtf16, u32, n16), u16);
 
-        // The per-code-point functions, walked over the same text.
-        std::u16string walked16;
-        std::u32string walked32;
-        for (int i = 0; i < n8;) {
-            char16_t units[2];
-            char32_t value[1];
-            int at16 = 0, at32 = 0;
-            i += CodePoint::Utf8ToUtf16(u8.c_str() + i, units, at16, 2);
-            CodePoint::Utf16ToUtf32(units, value, at32, 1);
-            walked16.append(units, static_cast<std::size_t>(at16));
-            walked32 += value[0];
+        // The per-code-point functions, walked over the same text into buffers of the exact size.
+        std::u16string walked16(u16.size(), u'\0');
+        std::u32string walked32(u32.size(), U'\0');
+        for (int i = 0, at16 = 0, at32 = 0; i < n8;) {
+            char16_t const* const read = walked16.data() + at16;
+            i += CodePoint::Utf8ToUtf16(u8.c_str() + i, walked16.data(), at16, n16);
+            CodePoint::Utf16ToUtf32(read, walked32.data(), at32, n32);
         }
-        EXPECT_EQ(walked16, u16);
-        EXPECT_EQ(walked32, u32);
+        EXPECT_EQ(std::pair(walked16, walked32), std::pair(u16, u32));
     }
 }
 
@@ -202,14 +182,14 @@ TEST(Unicode, IllFormedUtf8FollowsTheOwnDecoderOrIcu) {
         // F4 90 80 80 as 0x110000, where ICU sees bad bytes.
         int pairs = 0;
         const std::u32string expected = referenceDecode(bytes, pairs);
-        const int n32 = Unicode::MeasureUtf8ToUtf32(bytes.data(), len(bytes.size()));
+        const int n32 = MeasureUtf8ToUtf32(bytes.data(), len(bytes.size()));
         EXPECT_EQ(n32, len(expected.size()));
-        EXPECT_EQ(Unicode::MeasureUtf8ToUtf16(bytes.data(), len(bytes.size())), n32 + pairs);
-        EXPECT_EQ(into(Unicode::Utf8ToUtf32, bytes, n32), expected);
+        EXPECT_EQ(MeasureUtf8ToUtf16(bytes.data(), len(bytes.size())), n32 + pairs);
+        EXPECT_EQ(into(Utf8ToUtf32, bytes, n32), expected);
         // ICU does UTF-16: each maximal ill-formed part once, and never more units than bytes.
         const std::u16string viaIcu = icu16From8(bytes);
         EXPECT_LE(viaIcu.size(), bytes.size());
-        EXPECT_EQ(into(Unicode::Utf8ToUtf16, bytes, len(viaIcu.size())), viaIcu);
+        EXPECT_EQ(into(Utf8ToUtf16, bytes, len(viaIcu.size())), viaIcu);
     }
 }
 
@@ -222,90 +202,78 @@ TEST(Unicode, LoneSurrogatesAreReplacedOnceEach) {
             u = alphabet[rng() % std::size(alphabet)];
         const int n = len(units.size());
         const std::string u8 = icu8From16(units);
-        EXPECT_EQ(Unicode::MeasureUtf16ToUtf8(units.data(), n), len(u8.size()));
-        EXPECT_EQ(into(Unicode::Utf16ToUtf8, units, len(u8.size())), u8);
-        EXPECT_EQ(into(Unicode::StringValidateCopy, units, n), icu16From8(u8));
+        EXPECT_EQ(MeasureUtf16ToUtf8(units.data(), n), len(u8.size()));
+        EXPECT_EQ(into(Utf16ToUtf8, units, len(u8.size())), u8);
+        EXPECT_EQ(into(StringValidateCopy, units, n), icu16From8(u8));
 
-        // The per-code-point conversion replaces exactly as ICU does for UTF-16 input.
-        std::string walked;
-        for (int i = 0; i < n;) {
-            char bytes[4];
-            int at = 0;
-            i += CodePoint::Utf16ToUtf8(units.c_str() + i, bytes, at, 4);
-            walked.append(bytes, static_cast<std::size_t>(at));
-        }
-        EXPECT_EQ(walked, u8);
+        // The per-code-point conversion replaces exactly as ICU does for UTF-16 input; a replacement
+        // asks for one place more than it writes.
+        std::string walked(u8.size() + 1, '\0');
+        for (int i = 0, at = 0; i < n;)
+            i += CodePoint::Utf16ToUtf8(units.c_str() + i, walked.data(), at, len(walked.size()));
+        EXPECT_EQ(walked, u8 + '\0');
     }
 }
 
 TEST(Unicode, Utf32OwnEncoderEncodesSurrogatesAndReplacesBeyondRange) {
     const std::u32string values = {U'a', 0xD800, 0x10FFFF, 0x110000, 0xFFFFFFFF};
-    EXPECT_EQ(into(Unicode::Utf32ToUtf8, values, Unicode::MeasureUtf32ToUtf8(values.data(), 5)),
+    EXPECT_EQ(into(Utf32ToUtf8, values, MeasureUtf32ToUtf8(values.data(), 5)),
               "a\xED\xA0\x80\xF4\x8F\xBF\xBF\xEF\xBF\xBD\xEF\xBF\xBD");
-    EXPECT_EQ(into(Unicode::Utf32ToUtf16, values, Unicode::MeasureUtf32ToUtf16(values.data(), 5)),
+    EXPECT_EQ(into(Utf32ToUtf16, values, MeasureUtf32ToUtf16(values.data(), 5)),
               u"a\xFFFD\U0010FFFF\xFFFD\xFFFD");
 }
 
 TEST(Unicode, ArgumentAndCapacityFailuresRaiseWithTheirMessages) {
-    using E = TStringCore::Exception;
     char16_t out16[8];
     char out8[8];
     char32_t out32[8];
-    expectStringException<E>([&] { Unicode::Utf8ToUtf16(nullptr, -1, out16, 8); },
-                             u"String source is nullptr, encountered in Utf8ToUtf16");
-    expectStringException<E>([&] { Unicode::Utf32ToUtf8(U"x", -3, out8, 8); },
-                             u"Nonsense string length: -3 encountered in Utf32ToUtf8");
-    expectStringException<E>([&] { Unicode::MeasureUtf8ToUtf32("x", -1); },
-                             u"Nonsense string length: -1 encountered in MeasureUtf8ToUtf32");
-    expectStringException<E>([&] { Unicode::Utf16ToUtf32(static_cast<char16_t const*>(nullptr), out32, 8); },
-                             u"String source is nullptr, encountered in Utf16ToUtf32");
-    // ICU: a destination with no room for the terminator is a warning, and warnings raise.
-    expectStringException<E>(
-        [&] { Unicode::Utf16ToUtf8(u"abc", 3, out8, 3); },
-        u"ICU error -124 encountered while Utf16ToUtf8 was trying to use u_strToUTF8WithSub");
-    expectStringException<E>(
-        [&] { Unicode::Utf8ToUtf16("abcd", 4, out16, 3); },
-        u"ICU error 15 encountered while Utf8ToUtf16 was trying to use u_strFromUTF8WithSub");
-    // A preflight of nothing does not overflow, so it raises; the measure answers 0 first.
-    expectStringException<E>(
-        [&] { Unicode::Utf16ToUtf32(u"", 0, nullptr, 0); },
-        u"ICU error -124 encountered while Utf16ToUtf32 was trying to use u_strToUTF32WithSub");
-    EXPECT_EQ(Unicode::MeasureUtf16ToUtf32(u"", 0), 0);
-    EXPECT_EQ(Unicode::Utf16ToUtf8(u"\U0001F600", 2, nullptr, 0), 4);
-
-    // The own converters: room for every unit plus the terminator, checked before writing.
-    expectStringException<E>([&] { Unicode::Utf8ToUtf32("abc", 3, out32, 3); },
-                             u"Error unable to process the entire source string in function Utf8ToUtf32");
-    expectStringException<E>([&] { Unicode::Utf32ToUtf8(U"a\u00E9", 2, out8, 3); },
-                             u"Error insufficient destinationCapacity (3) was passed into Utf32ToUtf8.");
-    EXPECT_EQ(Unicode::Utf32ToUtf8(U"a\u00E9", 2, out8, 4), 3);
+    const std::pair<std::function<void()>, char16_t const*> failures[] = {
+        {[&] { Utf16ToUtf32(static_cast<char16_t const*>(nullptr), out32, 8); },
+         u"String source is nullptr, encountered in Utf16ToUtf32"},
+        {[&] { Utf32ToUtf8(U"x", -3, out8, 8); }, u"Nonsense string length: -3 encountered in Utf32ToUtf8"},
+        // ICU: a destination with no room for the terminator is a warning, and warnings raise; so
+        // does a preflight of nothing, which does not overflow.
+        {[&] { Utf16ToUtf8(u"abc", 3, out8, 3); },
+         u"ICU error -124 encountered while Utf16ToUtf8 was trying to use u_strToUTF8WithSub"},
+        {[&] { Utf16ToUtf32(u"", 0, nullptr, 0); },
+         u"ICU error -124 encountered while Utf16ToUtf32 was trying to use u_strToUTF32WithSub"},
+        {[&] { Utf8ToUtf16("abcd", 4, out16, 3); },
+         u"ICU error 15 encountered while Utf8ToUtf16 was trying to use u_strFromUTF8WithSub"},
+        // The own converters: room for every unit plus the terminator, checked before writing.
+        {[&] { Utf8ToUtf32("abc", 3, out32, 3); },
+         u"Error unable to process the entire source string in function Utf8ToUtf32"},
+        {[&] { Utf32ToUtf8(U"a\u00E9", 2, out8, 3); },
+         u"Error insufficient destinationCapacity (3) was passed into Utf32ToUtf8."}};
+    for (auto const& [action, message] : failures)
+        expectStringException<TStringCore::Exception>(action, message);
+    EXPECT_EQ(MeasureUtf16ToUtf32(u"", 0), 0);
+    EXPECT_EQ(Utf16ToUtf8(u"\U0001F600", 2, nullptr, 0), 4);
+    EXPECT_EQ(Utf32ToUtf8(U"a\u00E9", 2, out8, 4), 3);
     out32[0] = 9;
-    EXPECT_EQ(Unicode::Utf8ToUtf32("", 0, out32, 0), 0);
+    EXPECT_EQ(Utf8ToUtf32("", 0, out32, 0), 0);
     EXPECT_EQ(out32[0], 0u);
-    EXPECT_EQ(Unicode::MeasureUtf8ToUtf8(nullptr, 5), 0);
+    EXPECT_EQ(MeasureUtf8ToUtf8(nullptr, 5), 0);
 }
 
 TEST(Unicode, CodePointCountsAndPrefixSizes) {
     const char16_t text[] = u"a\U0001F600\xDC00"
                             u"b\0c";
-    EXPECT_EQ(Unicode::LengthInCodePoints(text, 0, -1), 4); // stops at the zero; the lone low counts
-    EXPECT_EQ(Unicode::LengthInCodePoints(text, 1, 3), 1);  // an end position, not a count
-    EXPECT_EQ(Unicode::LengthInCodePoints(text, 3, 3), 0);
-    EXPECT_EQ(Unicode::LengthInCodePoints(text, -1, 3), 0);
-    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 7, 0, 2), 3);
-    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 2, 1, 5), 2); // the pair is taken whole past the length
-    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 7, 2, -1), 3);
-    EXPECT_EQ(Unicode::SubStringSizeInCodeUnits(text, 7, 7, 1), 0);
+    EXPECT_EQ(LengthInCodePoints(text, 0, -1), 4); // stops at the zero; the lone low counts
+    EXPECT_EQ(LengthInCodePoints(text, 1, 3), 1);  // an end position, not a count
+    EXPECT_EQ(LengthInCodePoints(text, 3, 3), 0);
+    EXPECT_EQ(LengthInCodePoints(text, -1, 3), 0);
+    EXPECT_EQ(SubStringSizeInCodeUnits(text, 7, 0, 2), 3);
+    EXPECT_EQ(SubStringSizeInCodeUnits(text, 2, 1, 5), 2); // the pair is taken whole past the length
+    EXPECT_EQ(SubStringSizeInCodeUnits(text, 7, 2, -1), 3);
+    EXPECT_EQ(SubStringSizeInCodeUnits(text, 7, 7, 1), 0);
 
     char16_t out[4] = {u'x', u'x', u'x', u'x'};
-    EXPECT_EQ(Unicode::StringValidateCopy(u"ab\U0001F600", -1, out, 4),
-              2); // the pair would take the terminator
+    // The pair would take the terminator's place.
+    EXPECT_EQ(StringValidateCopy(u"ab\U0001F600", -1, out, 4), 2);
     EXPECT_EQ(std::u16string(out), u"ab");
-    EXPECT_EQ(Unicode::StringValidateCopy(u"a\xD800", 2, out, 4), 2);
-    EXPECT_EQ(std::u16string(out), u"a\xFFFD");
-    EXPECT_EQ(Unicode::StringValidateCopy(u"abc", -1, nullptr, 0), 3);
-    EXPECT_EQ(Unicode::StringValidateCopy(out, 1, out, 4), 0);
-    EXPECT_EQ(Unicode::StringValidateCopy(u"abc", 3, out, 1), 0);
+    EXPECT_EQ(StringValidateCopy(u"abc", -1, nullptr, 0), 3);
+    EXPECT_EQ(StringValidateCopy(out, 1, out, 4), 0);
+    EXPECT_EQ(StringValidateCopy(u"abc", 3, out, 1), 0);
     EXPECT_EQ(out[0], 0);
 }
 
@@ -317,34 +285,34 @@ TEST(Unicode, LineEndingsNormaliseInPlaceAndBack) {
     };
     for (auto const& [in, out] : cases) {
         std::string narrow = in;
-        EXPECT_EQ(Unicode::normalizeLineEndings(narrow.data()), out.size()) << in;
+        EXPECT_EQ(normalizeLineEndings(narrow.data()), out.size()) << in;
         EXPECT_EQ(narrow.c_str(), out);
         std::u16string wide(in.begin(), in.end());
-        const std::size_t n = Unicode::normalizeLineEndings(wide.data(), wide.size());
+        const std::size_t n = normalizeLineEndings(wide.data(), wide.size());
         EXPECT_EQ(std::u16string(wide.data(), n), std::u16string(out.begin(), out.end()));
     }
     // The length forms pass zero units through and terminate at the new length.
     char16_t withZero[] = u"a\r\n\0\r\r\nb";
-    EXPECT_EQ(Unicode::normalizeLineEndings(withZero, 8), 5u);
+    EXPECT_EQ(normalizeLineEndings(withZero, 8), 5u);
     EXPECT_EQ(std::u16string(withZero, 6), std::u16string(u"a\n\0\nb\0", 6));
 
     using kestal::testing::text;
-    EXPECT_EQ(text(Unicode::unixToDos(u"\n\n", 2)), u"\r\n\r\n");
-    EXPECT_EQ(text(Unicode::unixToDos(u"\r\n", 2)), u"\r\n");
-    EXPECT_EQ(text(Unicode::unixToDos(u"a\rb\n\0c", 6)), std::u16string(u"a\r\nb\r\n\0c", 8));
-    EXPECT_TRUE(Unicode::unixToDos(u"abc", 0).isEmpty());
+    EXPECT_EQ(text(unixToDos(u"\n\n", 2)), u"\r\n\r\n");
+    EXPECT_EQ(text(unixToDos(u"\r\n", 2)), u"\r\n");
+    EXPECT_EQ(text(unixToDos(u"a\rb\n\0c", 6)), std::u16string(u"a\r\nb\r\n\0c", 8));
+    EXPECT_TRUE(unixToDos(u"abc", 0).isEmpty());
 }
 
 TEST(Unicode, StandardStringsAndWideArrays) {
-    EXPECT_EQ(Unicode::toStdString(u"\0abcd", 5), "");
-    EXPECT_EQ(Unicode::toStdString(u"a\xD800\U0001F600", 4), "a\xEF\xBF\xBD\xF0\x9F\x98\x80");
-    EXPECT_EQ(Unicode::toStdWString(u"a\U0001F600", 3), L"a\U0001F600");
-    EXPECT_EQ(Unicode::toStdU16String(u"\xDC00x", 2), u"\xDC00x");
+    EXPECT_EQ(toStdString(u"\0abcd", 5), "");
+    EXPECT_EQ(toStdString(u"a\xD800\U0001F600", 4), "a\xEF\xBF\xBD\xF0\x9F\x98\x80");
+    EXPECT_EQ(toStdWString(u"a\U0001F600", 3), L"a\U0001F600");
+    EXPECT_EQ(toStdU16String(u"\xDC00x", 2), u"\xDC00x");
 
     wchar_t wide[4] = {L'x', L'x', L'x', L'x'};
-    EXPECT_EQ(Unicode::toWCharArray(u"abc", 3, wide, 3), 0u);
+    EXPECT_EQ(toWCharArray(u"abc", 3, wide, 3), 0u);
     EXPECT_EQ(wide[0], L'\0');
-    EXPECT_EQ(Unicode::toWCharArray(u"a\U0001F600", 3, wide, 4), 3u); // the count includes the terminator
+    EXPECT_EQ(toWCharArray(u"a\U0001F600", 3, wide, 4), 3u); // the count includes the terminator
     EXPECT_EQ(std::wstring(wide), L"a\U0001F600");
-    EXPECT_EQ(Unicode::toWCharArray(u"abc", 3, nullptr, 9), 0u);
+    EXPECT_EQ(toWCharArray(u"abc", 3, nullptr, 9), 0u);
 }
