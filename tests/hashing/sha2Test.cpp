@@ -74,18 +74,26 @@ void ExpectRuntimeError(F&& call, char const* message) {
     }
 }
 
-// Runs each test once on the portable transforms and once on the processor's instructions.
-class Sha2Transforms : public ::testing::TestWithParam<bool> {
+// Runs each test on the portable transforms, on the processor's widest instructions, and on them
+// with SHA-512's schedule held to AVX2 (the same as the widest where there is no AVX-512VL).
+enum Transforms { Portable, Hardware, HardwareAvx2 };
+
+class Sha2Transforms : public ::testing::TestWithParam<Transforms> {
 protected:
     void SetUp() override {
-        if (GetParam() && !kestal::detail::Sha2HardwareAvailable())
+        if (GetParam() != Portable && !kestal::detail::Sha2HardwareAvailable())
             GTEST_SKIP() << "no SHA extensions or AVX2 here";
-        m_previous = kestal::detail::SetSha2HardwareEnabledForTesting(GetParam());
+        m_previous = kestal::detail::SetSha2HardwareEnabledForTesting(GetParam() != Portable);
+        m_previousAvx512 = kestal::detail::SetSha512Avx512EnabledForTesting(GetParam() != HardwareAvx2);
     }
-    void TearDown() override { kestal::detail::SetSha2HardwareEnabledForTesting(m_previous); }
+    void TearDown() override {
+        kestal::detail::SetSha512Avx512EnabledForTesting(m_previousAvx512);
+        kestal::detail::SetSha2HardwareEnabledForTesting(m_previous);
+    }
 
 private:
     bool m_previous = false;
+    bool m_previousAvx512 = true;
 };
 
 } // namespace
@@ -178,8 +186,12 @@ TEST_P(Sha2Transforms, AnySplitGivesTheSameDigest) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sha2, Sha2Transforms, ::testing::Values(false, true),
-                         [](auto const& info) { return info.param ? "Hardware" : "Portable"; });
+INSTANTIATE_TEST_SUITE_P(Sha2, Sha2Transforms, ::testing::Values(Portable, Hardware, HardwareAvx2),
+                         [](auto const& info) {
+                             return std::string(info.param == Portable   ? "Portable"
+                                                : info.param == Hardware ? "Hardware"
+                                                                         : "HardwareAvx2");
+                         });
 
 TEST(sha2, DigestFormsAgreeAndReuseStartsAfresh) {
     auto const data = RandomBytes(1000, 4);

@@ -206,6 +206,9 @@ constinit std::atomic<Blocks64> s_sha512Blocks{&Sha512BlocksPortable};
 
 bool const s_shaExtensions = kestal::hashing::ShaExtensionsSupported();
 bool const s_avx2 = kestal::hashing::Sha512Avx2Supported();
+bool const s_avx512 = kestal::hashing::Sha512Avx512Supported();
+// Cleared by tests so the AVX2 form runs on a processor that has AVX-512 as well.
+constinit std::atomic<bool> s_avx512Allowed{true};
 
 // Each transform on the instructions this processor has, or all portable.
 void SelectBlockFunctions(bool hardware) noexcept {
@@ -214,8 +217,17 @@ void SelectBlockFunctions(bool hardware) noexcept {
                        std::memory_order_relaxed);
     s_sha256Blocks.store(extensions ? &kestal::hashing::Sha256BlocksShani : &Sha256BlocksPortable,
                          std::memory_order_relaxed);
-    s_sha512Blocks.store(hardware && s_avx2 ? &kestal::hashing::Sha512BlocksAvx2 : &Sha512BlocksPortable,
-                         std::memory_order_relaxed);
+    Blocks64 blocks64 = &Sha512BlocksPortable;
+    if (hardware && s_avx512 && s_avx512Allowed.load(std::memory_order_relaxed))
+        blocks64 = &kestal::hashing::Sha512BlocksAvx512;
+    else if (hardware && s_avx2)
+        blocks64 = &kestal::hashing::Sha512BlocksAvx2;
+    s_sha512Blocks.store(blocks64, std::memory_order_relaxed);
+}
+
+bool HardwareInUse() noexcept {
+    return s_sha256Blocks.load(std::memory_order_relaxed) != &Sha256BlocksPortable ||
+           s_sha512Blocks.load(std::memory_order_relaxed) != &Sha512BlocksPortable;
 }
 
 bool const s_hardwareAvailable = [] {
@@ -269,9 +281,14 @@ bool Sha2HardwareAvailable() noexcept {
 }
 
 bool SetSha2HardwareEnabledForTesting(bool enabled) noexcept {
-    bool const wasEnabled = s_sha256Blocks.load(std::memory_order_relaxed) != &Sha256BlocksPortable ||
-                            s_sha512Blocks.load(std::memory_order_relaxed) != &Sha512BlocksPortable;
+    bool const wasEnabled = HardwareInUse();
     SelectBlockFunctions(enabled);
+    return wasEnabled;
+}
+
+bool SetSha512Avx512EnabledForTesting(bool enabled) noexcept {
+    bool const wasEnabled = s_avx512Allowed.exchange(enabled, std::memory_order_relaxed);
+    SelectBlockFunctions(HardwareInUse());
     return wasEnabled;
 }
 

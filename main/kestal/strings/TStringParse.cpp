@@ -136,26 +136,9 @@ inline bool fastDecimal(TStringCore const& text, int base, bool* ok, std::uint64
            readShortDecimal(text.constData(), text.constData() + text.size(), ok, value);
 }
 
-// The signed members: the parser's pattern, its overflows turned into the 64-bit bounds, then
-// clamped to the type.
+// The signed members clamp the 64-bit value to their type.
 template <class T>
-T toSigned(TStringCore const& text, bool* ok, int base) {
-    std::uint64_t pattern;
-    std::int64_t value;
-    if (fastDecimal(text, base, ok, pattern)) {
-        errno = 0;
-        value = static_cast<std::int64_t>(pattern);
-    } else {
-        int sign = 1;
-        value = static_cast<std::int64_t>(parseInteger(text.constData(), base, ok, &sign));
-        if (sign < 0 && errno == ERANGE) {
-            value = std::numeric_limits<std::int64_t>::min();
-        } else if (sign > 0 && value < 0) {
-            errno = ERANGE;
-            value = std::numeric_limits<std::int64_t>::max();
-            if (ok) *ok = false;
-        }
-    }
+T narrowSigned(std::int64_t value, bool* ok) noexcept {
     if constexpr (sizeof(T) < sizeof(std::int64_t)) {
         if (value < std::numeric_limits<T>::min() || value > std::numeric_limits<T>::max()) {
             errno = ERANGE;
@@ -164,6 +147,30 @@ T toSigned(TStringCore const& text, bool* ok, int base) {
         }
     }
     return static_cast<T>(value);
+}
+
+// The general parser's pattern, its overflows turned into the 64-bit bounds. Out of line, so the
+// short decimal path keeps its few registers and saves none of the ones this one needs.
+template <class T>
+[[gnu::noinline]] T parseSigned(TStringCore const& text, bool* ok, int base) {
+    int sign = 1;
+    auto value = static_cast<std::int64_t>(parseInteger(text.constData(), base, ok, &sign));
+    if (sign < 0 && errno == ERANGE) {
+        value = std::numeric_limits<std::int64_t>::min();
+    } else if (sign > 0 && value < 0) {
+        errno = ERANGE;
+        value = std::numeric_limits<std::int64_t>::max();
+        if (ok) *ok = false;
+    }
+    return narrowSigned<T>(value, ok);
+}
+
+template <class T>
+T toSigned(TStringCore const& text, bool* ok, int base) {
+    std::uint64_t pattern;
+    if (!fastDecimal(text, base, ok, pattern)) return parseSigned<T>(text, ok, base);
+    errno = 0;
+    return narrowSigned<T>(static_cast<std::int64_t>(pattern), ok);
 }
 
 // The unsigned members. Kept on purpose: a '-' negates in 64 bits and the full-width members take
