@@ -77,7 +77,9 @@ TEST(CodePoint, ConversionsReplaceBadInputAndRefuseWhatDoesNotFit) {
 
 // Each read or walk as (offset of the pointer returned, or -1 for null; units reported).
 TEST(CodePoint, ReadsAndWalksStopAtTheirEndsAndOnLowSurrogates) {
-    const char16_t t[] = u"a\U0001F600b", lows[] = u"\xDC00\xDC01";
+    // t has a unit before it, so a position before the text is still a pointer into an array.
+    const char16_t padded[] = u"-a\U0001F600b", lows[] = u"\xDC00\xDC01";
+    char16_t const* const t = padded + 1;
     auto walk = [](char16_t const* text, int units, auto step) {
         char16_t const* p = step(&units);
         return std::pair(p ? static_cast<int>(p - text) : -1, units);
