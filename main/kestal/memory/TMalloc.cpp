@@ -168,6 +168,10 @@ void* reallocateOrAllocate(kestal::detail::ReallocFunction reallocate, void* blo
 
 void* TRealloc(void* block, std::size_t size) noexcept {
     const kestal::detail::ReallocFunction reallocate = s_realloc.load(std::memory_order_relaxed);
+    // A new block while nothing counts is malloc alone, as a tail call without a frame: every long
+    // string starts here. Reading the mode before the call rather than after it is one of the
+    // orders a change of mode on another thread could have had anyway.
+    if (!block && reallocate == &std::realloc && mode() == 0) return std::malloc(size);
     if (s_callsTrackers) return reallocateOrAllocate(reallocate, block, size);
     // A reallocation releases in mode 1 as well, unlike TFree; callers rely on that asymmetry.
     if (block) countRelease(block, true, false);

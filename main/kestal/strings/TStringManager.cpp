@@ -167,9 +167,10 @@ char16_t* TStringManager::resize(int size) {
 void TStringManager::startLong(char16_t const* text, int size) {
     TLongStringHeader* block = TLongStringHeader::reallocate(calculateCapacity(size), nullptr);
     block->m_size = size;
-    copyUnits(block->text(), text, size);
     block->text()[size] = 0;
     setLongBlock(block);
+    // The copy last: a tail call, with nothing of this frame to keep or restore around it.
+    copyUnits(block->text(), text, size);
 }
 
 void TStringManager::reset() noexcept {
