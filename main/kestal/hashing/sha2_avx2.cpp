@@ -22,12 +22,21 @@ bool Sha512Avx2Supported() noexcept {
 
 } // namespace kestal::hashing
 
+// Clang takes the target as an attribute on every function that follows; GCC as an option.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2,bmi2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2,bmi2")
+#endif
 #define KESTAL_SHA512_BLOCKS Sha512BlocksAvx2
 #define KESTAL_SHA512_AVX512 0
 #include "Sha512VectorBlocks.h"
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
 
 #else
 
