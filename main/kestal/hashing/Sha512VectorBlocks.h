@@ -1,8 +1,9 @@
 // The SHA-512 block function with the message schedule four words at a time in 256-bit vectors,
 // written out as W[t] + K[t] ahead of the rounds, which run on BMI2's non-destructive rotations.
 // Private to the hashing sources: a file includes it after naming the function
-// (KESTAL_SHA512_BLOCKS), choosing the vector form (KESTAL_SHA512_AVX512: 1 for AVX-512VL's
-// rotations, 0 for AVX2's shift pairs) and switching the compiler's target to match.
+// (KESTAL_SHA512_BLOCKS), its instruction sets (KESTAL_SHA512_TARGET, a string) and the vector form
+// (KESTAL_SHA512_AVX512: 1 for AVX-512VL's rotations, 0 for AVX2's shift pairs). Off x86-64 the
+// function is an empty stub that is never called.
 #pragma once
 
 #include "sha2Constants.h"
@@ -10,7 +11,23 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+
+#if defined(__x86_64__)
+
+// Everything a header might define out of line is included before the target switch, so no copy
+// of a library function built for the extra instructions can be picked by the linker elsewhere.
 #include <immintrin.h>
+
+// Clang takes the target as an attribute on every function that follows; GCC as an option.
+#define KESTAL_SHA512_PRAGMA(text) _Pragma(#text)
+#define KESTAL_SHA512_EXPANDED_PRAGMA(text) KESTAL_SHA512_PRAGMA(text)
+#if defined(__clang__)
+KESTAL_SHA512_EXPANDED_PRAGMA(clang attribute push(__attribute__((target(KESTAL_SHA512_TARGET))),
+                                                   apply_to = function))
+#else
+#pragma GCC push_options
+KESTAL_SHA512_EXPANDED_PRAGMA(GCC target(KESTAL_SHA512_TARGET))
+#endif
 
 namespace kestal::hashing {
 
@@ -111,3 +128,19 @@ void KESTAL_SHA512_BLOCKS(u64* state, unsigned char const* data, std::size_t blo
 }
 
 } // namespace kestal::hashing
+
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
+#pragma GCC pop_options
+#endif
+
+#else
+
+namespace kestal::hashing {
+
+void KESTAL_SHA512_BLOCKS(std::uint64_t*, unsigned char const*, std::size_t) noexcept {}
+
+} // namespace kestal::hashing
+
+#endif
